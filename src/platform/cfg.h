@@ -1,0 +1,47 @@
+// The agent's UCI operations. Each call loads what it needs afresh, so it always
+// sees the latest committed and staged state, also changes made by other processes.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "platform/uci.h"
+
+namespace pemo {
+
+inline constexpr int kCfgPackageNotFound = -12;
+inline constexpr int kCfgNotFound = -13;
+inline constexpr int kCfgApplyFailed = -14;
+inline constexpr int kCfgCommitFailed = -15;
+// The value does not fit the caller's buffer. Values are never cut: a cut password
+// or SSID would silently become another one.
+inline constexpr int kCfgTooLong = -16;
+
+// Buffer sizes of the callers, terminating zero included.
+inline constexpr std::size_t kTextCapacity = 128;     // handler text
+inline constexpr std::size_t kPasswordCapacity = 32;  // cipher key: at most 31 characters
+inline constexpr std::size_t kNameCapacity = 64;
+
+// The platform command that puts a committed package into effect; it receives the
+// package name as its one argument and exits 0 on success.
+inline constexpr std::string_view kUciApplyCommand = "/sbin/uci_apply";
+
+// The package and save directories the agent uses.
+const uci::Dirs& cfg_dirs();
+
+// On entry `buffer` holds the path; on success it holds the option's value (list
+// values joined by blanks). A path that names only a package or section leaves the
+// buffer as it is and returns 0. Result: 0, -12, -13, -16 (value of `capacity` bytes
+// or more, buffer emptied) or a positive uci::Error.
+int cfg_get(std::string& buffer, std::size_t capacity = kTextCapacity);
+// Sets and commits one option. Result: 0, -12, -15 or a positive uci::Error.
+int cfg_set(std::string_view path, std::string_view value);
+// Runs the platform apply command for a package. Result: 0, -12, -14 or a positive uci::Error.
+int cfg_apply(std::string_view package);
+
+int get_device_pwd(std::string& buffer);       // "system.main.pwd", at most 31 characters
+int get_device_hostname(std::string& buffer);  // "system.main.hostname", at most 63 characters
+int apply_wireless();
+
+}  // namespace pemo

@@ -1,0 +1,81 @@
+#include "platform/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+
+#include "platform/fd.h"
+
+namespace pemo {
+
+bool read_text_file(const std::string& path, std::string& out, std::size_t limit) {
+  UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!fd.valid()) return false;
+  out.clear();
+  std::array<char, 4096> chunk;
+  while (out.size() < limit) {
+    ssize_t n = read(fd.get(), chunk.data(), std::min(chunk.size(), limit - out.size()));
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    out.append(chunk.data(), static_cast<std::size_t>(n));
+  }
+  return true;
+}
+
+std::string_view first_word(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n\v\f";
+  std::size_t start = text.find_first_not_of(kBlanks);
+  if (start == std::string_view::npos) return {};
+  std::size_t end = text.find_first_of(kBlanks, start);
+  return text.substr(start, end == std::string_view::npos ? std::string_view::npos : end - start);
+}
+
+std::string read_first_word(const std::string& path) {
+  std::string text;
+  if (!read_text_file(path, text, 4096)) return {};
+  return std::string(first_word(text));
+}
+
+bool file_exists(const std::string& path) {
+  struct stat info;
+  return stat(path.c_str(), &info) == 0;
+}
+
+std::vector<std::string> text_lines(std::string_view text, std::size_t limit) {
+  std::vector<std::string> lines;
+  while (!text.empty()) {
+    std::size_t end = text.find('\n');
+    std::string_view line = text.substr(0, end);
+    // A line longer than the buffer is read in pieces, as fgets would.
+    do {
+      lines.emplace_back(line.substr(0, limit));
+      line.remove_prefix(std::min(limit, line.size()));
+    } while (!line.empty());
+    if (end == std::string_view::npos) break;
+    text.remove_prefix(end + 1);
+  }
+  return lines;
+}
+
+std::string error_text(int error) { return std::generic_category().message(error); }
+
+void unlink_file(const std::string& path) { unlink(path.c_str()); }
+
+bool write_text_file(const std::string& path, std::string_view content) {
+  UniqueFd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+  if (!fd.valid()) return false;
+  while (!content.empty()) {
+    ssize_t n = write(fd.get(), content.data(), content.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    content.remove_prefix(static_cast<std::size_t>(n));
+  }
+  return true;
+}
+
+}  // namespace pemo

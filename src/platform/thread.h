@@ -1,0 +1,35 @@
+// Detached threads with a deliberate stack size.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+namespace pemo {
+
+// Connection threads keep a 4 KiB message buffer and a 4 KiB cipher state on the
+// stack and call into json-c, SQLite and libc; 256 KiB leaves ample headroom while
+// an idle connection only touches a few pages of it.
+inline constexpr std::size_t kThreadStackSize = std::size_t{256} * 1024;
+
+namespace detail {
+int start_detached(void* (*entry)(void*), void* arg, std::size_t stack_size);
+
+template <class Body>
+void* run_body(void* arg) {
+  std::unique_ptr<Body> body(static_cast<Body*>(arg));
+  (*body)();
+  return nullptr;
+}
+}  // namespace detail
+
+// Starts `body` (any callable, move-only ones too) on a new detached thread that
+// owns it. Result: 0, or the pthread_create error (the body is then destroyed).
+template <class Body>
+int spawn_detached(Body body, std::size_t stack_size = kThreadStackSize) {
+  auto cell = std::make_unique<Body>(std::move(body));
+  int rc = detail::start_detached(&detail::run_body<Body>, cell.get(), stack_size);
+  if (rc == 0) static_cast<void>(cell.release());  // the thread owns it now
+  return rc;
+}
+
+}  // namespace pemo

@@ -1,0 +1,157 @@
+// The agent's UCI operations on /etc/config and /tmp/.uci (inside the sandbox).
+#include "platform/cfg.h"
+
+#include <gtest/gtest.h>
+
+#include "support/sandbox.h"
+
+namespace pemo {
+namespace {
+
+using test::read_file;
+using test::write_file;
+
+class Cfg : public testing::Test {
+ protected:
+  void SetUp() override {
+    PEMO_REQUIRE_SANDBOX();
+    test::seed_system_package("5927");
+    write_file("/etc/config/firewall",
+               "config general 'general'\n\toption NextRulePos '1'\n\toption rules_count '0'\n");
+  }
+  static int uci(const std::string& arguments) {
+    return shell_run(std::string(PEMO_UCI_PATH) + " " + arguments);
+  }
+};
+
+TEST_F(Cfg, GetTellsMissingPackageFromMissingOption) {
+  std::string buffer = "system.main.pwd";
+  EXPECT_EQ(cfg_get(buffer), 0);
+  EXPECT_EQ(buffer, "5927");
+  buffer = "nosuch.main.pwd";
+  EXPECT_EQ(cfg_get(buffer), kCfgPackageNotFound);
+  EXPECT_EQ(buffer, "");
+  buffer = "system.main.nosuch";
+  EXPECT_EQ(cfg_get(buffer), kCfgNotFound);
+  EXPECT_EQ(buffer, "");
+  buffer = "system.nosuch.pwd";
+  EXPECT_EQ(cfg_get(buffer), kCfgNotFound);
+  buffer = "system.main";  // names no option: left as it was
+  EXPECT_EQ(cfg_get(buffer), 0);
+  EXPECT_EQ(buffer, "system.main");
+  buffer = "system/x.main.pwd";
+  EXPECT_EQ(cfg_get(buffer), uci::kErrInval);
+}
+
+TEST_F(Cfg, EmptyValueAndValuesThatDoNotFit) {
+  ASSERT_EQ(cfg_set("system.main.note", ""), 0);
+  std::string buffer = "system.main.note";
+  EXPECT_EQ(cfg_get(buffer), 0);
+  EXPECT_EQ(buffer, "");
+
+  ASSERT_EQ(cfg_set("system.main.pwd", std::string(31, 'k')), 0);
+  EXPECT_EQ(get_device_pwd(buffer), 0);
+  EXPECT_EQ(buffer, std::string(31, 'k'));
+  ASSERT_EQ(cfg_set("system.main.pwd", std::string(32, 'k')), 0);
+  EXPECT_EQ(get_device_pwd(buffer), kCfgTooLong);
+  EXPECT_EQ(buffer, "");
+  buffer = "system.main.pwd";
+  EXPECT_EQ(cfg_get(buffer, 128), 0);
+  EXPECT_EQ(buffer.size(), 32u);
+}
+
+TEST_F(Cfg, SetCommitsAtOnceAndKeepsValuesExact) {
+  const std::string value = "Tom's \"Wi-Fi\" $(reboot); `id` \\ & |";
+  ASSERT_EQ(cfg_set("system.main.hostname", value), 0);
+  EXPECT_NE(read_file("/etc/config/system").find("hostname"), std::string::npos);
+  EXPECT_FALSE(test::file_exists("/tmp/.uci/system"));
+  std::string buffer;
+  ASSERT_EQ(get_device_hostname(buffer), 0);
+  EXPECT_EQ(buffer, value);
+}
+
+TEST_F(Cfg, SetOnAMissingPackageCommitsNothing) {
+  EXPECT_EQ(cfg_set("nosuch.main.x", "1"), kCfgPackageNotFound);
+  EXPECT_FALSE(test::file_exists("/etc/config/nosuch"));
+  EXPECT_FALSE(test::file_exists("/tmp/.uci/nosuch"));
+}
+
+TEST_F(Cfg, CommandLineChangesAreCommittedByALaterSet) {
+  // Rules written with the command-line tool stay staged until the agent's next
+  // set of the same package commits them together with its own change.
+  ASSERT_EQ(uci("set firewall.rule1=firewall"), 0);
+  ASSERT_EQ(uci("set firewall.rule1.mac_address='AA:BB:CC:DD:EE:FF'"), 0);
+  std::string buffer = "firewall.rule1.mac_address";
+  EXPECT_EQ(cfg_get(buffer), 0) << "staged changes are visible to the agent";
+  EXPECT_EQ(buffer, "AA:BB:CC:DD:EE:FF");
+  EXPECT_EQ(read_file("/etc/config/firewall").find("rule1"), std::string::npos);
+
+  ASSERT_EQ(cfg_set("firewall.rule1.StatusEnable", "1"), 0);
+  const std::string file = read_file("/etc/config/firewall");
+  EXPECT_NE(file.find("config firewall 'rule1'"), std::string::npos);
+  EXPECT_NE(file.find("option mac_address 'AA:BB:CC:DD:EE:FF'"), std::string::npos);
+  EXPECT_NE(file.find("option StatusEnable '1'"), std::string::npos);
+  EXPECT_FALSE(test::file_exists("/tmp/.uci/firewall"));
+  EXPECT_EQ(shell_capture(std::string(PEMO_UCI_PATH) + " get firewall.rule1.StatusEnable").output,
+            "1\n");
+}
+
+TEST_F(Cfg, ApplyRunsThePlatformCommandForAnExistingPackage) {
+  test::RecordingRunner recorder;
+  ScopedRunner scoped(recorder);
+  write_file("/etc/config/wireless", "config wifi-device 'wifi0'\n");
+  EXPECT_EQ(apply_wireless(), 0);
+  EXPECT_EQ(cfg_apply("nosuch"), kCfgPackageNotFound);
+  EXPECT_EQ(cfg_apply("../x"), kCfgPackageNotFound);
+  recorder.answer("firewall", ShellResult{1, false, {}});
+  EXPECT_EQ(cfg_apply("firewall"), kCfgApplyFailed);
+  EXPECT_EQ(recorder.commands(),
+            (std::vector<std::string>{"/sbin/uci_apply 'wireless'", "/sbin/uci_apply 'firewall'"}));
+}
+
+TEST_F(Cfg, EveryReadSeesWhatAnotherProcessWrote) {
+  std::string buffer = "system.main.hostname";
+  ASSERT_EQ(cfg_get(buffer), 0);
+  EXPECT_EQ(buffer, "HomeGate");
+  // Rewritten in place, same size, by another process: a new time, read again.
+  const std::string text = test::read_file("/etc/config/system");
+  std::string changed = text;
+  changed.replace(changed.find("HomeGate"), 8, "HomeGa7e");
+  ASSERT_EQ(changed.size(), text.size());
+  test::write_file("/etc/config/system", changed);  // truncated and rewritten: same inode
+  buffer = "system.main.hostname";
+  ASSERT_EQ(cfg_get(buffer), 0);
+  EXPECT_EQ(buffer, "HomeGa7e");
+  // Staged by the command-line tool, then committed by it.
+  ASSERT_EQ(uci("set system.main.hostname=Staged"), 0);
+  buffer = "system.main.hostname";
+  ASSERT_EQ(cfg_get(buffer), 0);
+  EXPECT_EQ(buffer, "Staged");
+  ASSERT_EQ(uci("revert system"), 0);
+  buffer = "system.main.hostname";
+  ASSERT_EQ(cfg_get(buffer), 0);
+  EXPECT_EQ(buffer, "HomeGa7e");
+  ASSERT_EQ(uci("set system.main.hostname=Committed") + uci("commit system"), 0);
+  buffer = "system.main.hostname";
+  ASSERT_EQ(cfg_get(buffer), 0);
+  EXPECT_EQ(buffer, "Committed");
+  unlink("/etc/config/system");
+  buffer = "system.main.hostname";
+  EXPECT_EQ(cfg_get(buffer), kCfgPackageNotFound);
+}
+
+TEST_F(Cfg, CommandLineToolReportsErrorsWithConventionalStatus) {
+  EXPECT_EQ(uci("-q get system.main.nosuch"), 1);
+  EXPECT_EQ(uci("-q get 'a/b.c'"), 1);
+  EXPECT_EQ(uci("-q set system.main.pwd"), 1);  // no value
+  EXPECT_EQ(uci("frobnicate x 2>/dev/null"), 2);
+  write_file("/etc/config/broken", "config t s\n\toption v 'unterminated\n");
+  ShellResult r = shell_capture(std::string(PEMO_UCI_PATH) + " get broken.s.v 2>&1");
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.output.find("line 2"), std::string::npos) << r.output;
+  std::string buffer = "broken.s.v";
+  EXPECT_EQ(cfg_get(buffer), uci::kErrParse);
+}
+
+}  // namespace
+}  // namespace pemo

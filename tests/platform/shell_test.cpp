@@ -1,0 +1,82 @@
+#include "platform/shell.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+namespace pemo {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(ShellQuote, HostileTextComesBackAsOneArgument) {
+  const std::string hostile[] = {
+      "plain", "", "it's", "\"double\"", "a;reboot", "$(reboot)", "`reboot`", "a && b | c",
+      "line\nbreak", "'; reboot; '", "\\'\\", "$HOME ${PATH}", std::string(200, '\''),
+  };
+  for (const std::string& text : hostile) {
+    ShellResult r = posix_runner().execute(
+        {"printf '%s|' " + shell_quote(text) + "; printf '%s' \"$#\"", true, 4096, 5s});
+    EXPECT_EQ(r.output, text + "|0") << text;
+  }
+}
+
+TEST(ShellQuote, TextEndsAtNul) {
+  EXPECT_EQ(shell_quote(std::string_view("ab\0;reboot", 10)), "'ab'");
+}
+
+TEST(PosixRunner, ReportsExitStatus) {
+  EXPECT_EQ(shell_run("true"), 0);
+  EXPECT_EQ(shell_run("false"), 1);
+  EXPECT_EQ(shell_run("exit 7"), 7);
+  EXPECT_EQ(shell_run("if then"), 2);  // a syntax error of the shell itself
+  EXPECT_EQ(shell_run(""), -1);
+}
+
+TEST(PosixRunner, CapturesOutputUpToTheLimit) {
+  ShellResult r = shell_capture("echo one; echo two");
+  EXPECT_EQ(r.output, "one\ntwo\n");
+  EXPECT_EQ(r.status, 0);
+  r = shell_capture("i=0; while [ $i -lt 20000 ]; do echo 0123456789; i=$((i+1)); done", 10);
+  EXPECT_EQ(r.output, "0123456789");
+  EXPECT_EQ(r.status, 0);
+}
+
+TEST(PosixRunner, KillsACommandThatOutlivesItsTimeout) {
+  auto start = std::chrono::steady_clock::now();
+  ShellResult r = shell_capture("echo started; sleep 30; echo never", 100, 300ms);
+  EXPECT_TRUE(r.timed_out);
+  EXPECT_EQ(r.status, -1);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
+}
+
+TEST(PosixRunner, BackgroundCommandsDoNotHoldTheCaller) {
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(shell_run("sleep 3 >/dev/null 2>&1 &"), 0);
+  ShellResult r = shell_capture("sleep 3 >/dev/null 2>&1 & echo done");
+  EXPECT_EQ(r.output, "done\n");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
+}
+
+class Recorder final : public CommandRunner {
+ public:
+  ShellResult execute(const ShellRequest& request) override {
+    seen.push_back(request.command);
+    return {5, false, "canned"};
+  }
+  std::vector<std::string> seen;
+};
+
+TEST(ScopedRunner, ReplacesTheRunnerForItsLifetime) {
+  Recorder recorder;
+  {
+    ScopedRunner scoped(recorder);
+    EXPECT_EQ(shell_run("reboot"), 5);
+    EXPECT_EQ(shell_capture("romreset 1").output, "canned");
+  }
+  EXPECT_EQ(recorder.seen, (std::vector<std::string>{"reboot", "romreset 1"}));
+  EXPECT_EQ(shell_capture("echo real").output, "real\n");
+}
+
+}  // namespace
+}  // namespace pemo

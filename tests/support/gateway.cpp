@@ -1,0 +1,142 @@
+#include "support/gateway.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "platform/shell.h"
+#include "support/sandbox.h"
+
+namespace pemo::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+pid_t first_child(pid_t parent) {
+  std::ifstream children("/proc/" + std::to_string(parent) + "/task/" + std::to_string(parent) +
+                         "/children");
+  pid_t child = -1;
+  children >> child;
+  return child;
+}
+
+}  // namespace
+
+SimGateway::~SimGateway() { stop(); }
+
+bool SimGateway::start(const std::vector<std::string>& agent_arguments) {
+  std::vector<std::string> words{"/bin/sh", PEMO_SOURCE_DIR "/sim/gateway.sh", "--root",
+                                 PEMO_SIM_ROOT, "--mnt", PEMO_SIM_MNT, "--"};
+  words.insert(words.end(), agent_arguments.begin(), agent_arguments.end());
+  launcher_pid_ = spawn_logged(words, "/tmp/gateway.log");
+  if (launcher_pid_ < 0) return false;
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (waitpid(launcher_pid_, nullptr, WNOHANG) == launcher_pid_) {
+      launcher_pid_ = -1;
+      return false;
+    }
+    std::string error;
+    if (client::Session::connect("127.0.0.1", kServicePort, 1s, error).valid()) {
+      // The agent answers, so the launcher has become unshare and its one child is
+      // the gateway's first process.
+      init_pid_ = first_child(launcher_pid_);
+      return init_pid_ > 0;
+    }
+    std::this_thread::sleep_for(10ms);
+  }
+  stop();
+  return false;
+}
+
+void SimGateway::stop() {
+  if (launcher_pid_ > 0) {
+    kill(launcher_pid_, SIGKILL);  // the launcher takes the whole gateway with it
+    waitpid(launcher_pid_, nullptr, 0);
+    // Its first process dies asynchronously; wait until its file system is gone.
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
+    while (init_pid_ > 0 && file_exists(path("/")) && std::chrono::steady_clock::now() < deadline)
+      std::this_thread::sleep_for(5ms);
+    // The agent goes after it; the port is free once its listener is closed.
+    std::string error;
+    while (client::Session::connect("127.0.0.1", kServicePort, 1s, error).valid() &&
+           std::chrono::steady_clock::now() < deadline)
+      std::this_thread::sleep_for(5ms);
+  }
+  launcher_pid_ = init_pid_ = -1;
+}
+
+std::string SimGateway::path(const std::string& inside) const {
+  return "/proc/" + std::to_string(init_pid_) + "/root" + inside;
+}
+
+std::string SimGateway::read(const std::string& inside) const { return read_file(path(inside)); }
+
+void SimGateway::write(const std::string& inside, const std::string& content) const {
+  write_file(path(inside), content);
+}
+
+void SimGateway::knob(const std::string& name, const std::string& value) const {
+  write("/sim/knobs/" + name, value + "\n");
+}
+
+std::vector<std::string> SimGateway::calls() const {
+  std::vector<std::string> lines;
+  std::istringstream log(read("/sim/calls.log"));
+  for (std::string line; std::getline(log, line);) lines.push_back(line);
+  return lines;
+}
+
+bool SimGateway::called(const std::string& line) const {
+  for (const std::string& call : calls())
+    if (call == line) return true;
+  return false;
+}
+
+std::string SimGateway::run(const std::string& command, int* status) const {
+  ShellResult r = posix_runner().execute(
+      {"nsenter -t " + std::to_string(init_pid_) + " -m -p -r -w /bin/sh -c " +
+           shell_quote("export PATH=/usr/sbin:/usr/bin:/sbin:/bin; " + command),
+       true, 1 << 20, 30s});
+  if (status != nullptr) *status = r.status;
+  return r.output;
+}
+
+std::vector<std::string> SimGateway::sql(const std::string& statement) const {
+  std::vector<std::string> rows;
+  std::istringstream output(run("sqlite3 -batch -cmd '.timeout 5000' /tmp/lanwatch.db " + shell_quote(statement)));
+  for (std::string line; std::getline(output, line);) rows.push_back(line);
+  return rows;
+}
+
+client::Session SimGateway::connect() const {
+  std::string error;
+  return client::Session::connect("127.0.0.1", kServicePort, 10s, error);
+}
+
+client::Reply SimGateway::exchange(std::uint8_t type, const std::string& text,
+                                   const std::string& password) const {
+  client::Session session = connect();
+  client::Reply reply;
+  std::string error;
+  if (!session.valid() || !session.exchange(type, text, password, reply, error))
+    reply.header.length = -999;  // no answer at all
+  return reply;
+}
+
+std::string SimGateway::get(const std::string& text) const {
+  client::Reply reply = exchange(kTypeParamGet, text);
+  return reply.status() > 0 ? reply.payload : "status " + std::to_string(reply.status());
+}
+
+std::string SimGateway::set(const std::string& text) const {
+  client::Reply reply = exchange(kTypeParamSet, text);
+  return reply.status() > 0 ? reply.payload : "status " + std::to_string(reply.status());
+}
+
+}  // namespace pemo::test

@@ -1,0 +1,58 @@
+// A fresh simulated gateway for one end-to-end test: the real agent binary in
+// private mount and PID namespaces, sharing the test's private network, so the
+// test talks to it on 127.0.0.1 port 263 as the phone application would.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "pemo-cli/client.h"
+
+namespace pemo::test {
+
+class SimGateway {
+ public:
+  SimGateway() = default;
+  SimGateway(const SimGateway&) = delete;
+  SimGateway& operator=(const SimGateway&) = delete;
+  ~SimGateway();
+
+  // Starts the gateway and waits until the agent accepts connections.
+  bool start(const std::vector<std::string>& agent_arguments = {});
+  // Stops it; nothing of it remains.
+  void stop();
+  bool running() const { return init_pid_ > 0; }
+
+  // A path inside the gateway, as the test can reach it while the gateway runs.
+  std::string path(const std::string& inside) const;
+  std::string read(const std::string& inside) const;
+  void write(const std::string& inside, const std::string& content) const;
+  // Sets a scenario knob (/sim/knobs/NAME).
+  void knob(const std::string& name, const std::string& value) const;
+  // The platform calls made so far, one line each.
+  std::vector<std::string> calls() const;
+  bool called(const std::string& line) const;
+  // Runs a shell command inside the gateway; its output (and exit status).
+  std::string run(const std::string& command, int* status = nullptr) const;
+
+  // Runs SQL on the gateway's probe database with its sqlite3; the rows, cells
+  // separated by '|'.
+  std::vector<std::string> sql(const std::string& statement) const;
+
+  client::Session connect() const;
+  // One exchange on a new connection; the reply (status in header.length).
+  client::Reply exchange(std::uint8_t type, const std::string& text,
+                         const std::string& password = "5927") const;
+  // Text reply of a get or set, or "status N".
+  std::string get(const std::string& text) const;
+  std::string set(const std::string& text) const;
+
+ private:
+  pid_t launcher_pid_ = -1;  // unshare, outside the gateway
+  pid_t init_pid_ = -1;      // the gateway's first process
+};
+
+}  // namespace pemo::test

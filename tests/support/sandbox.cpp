@@ -1,0 +1,167 @@
+#include "support/sandbox.h"
+
+#include <fcntl.h>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "platform/fd.h"
+
+namespace pemo::test {
+namespace {
+
+bool g_sandboxed = false;
+std::string g_failure = "not entered";
+
+bool write_proc(const char* path, const std::string& text) {
+  UniqueFd fd(open(path, O_WRONLY | O_CLOEXEC));
+  return fd.valid() && write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+bool fail(std::string& why, const std::string& what) {
+  why = what + ": " + std::strerror(errno);
+  g_failure = why;
+  return false;
+}
+
+}  // namespace
+
+bool enter_sandbox(std::string& why) {
+  const uid_t uid = getuid();
+  const gid_t gid = getgid();
+  if (unshare(CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWNET) != 0) return fail(why, "unshare");
+  write_proc("/proc/self/setgroups", "deny");
+  if (!write_proc("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1\n") ||
+      !write_proc("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1\n"))
+    return fail(why, "id maps");
+  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+    return fail(why, "private mounts");
+  // A checkout under /tmp or /run (CI may clone there) must stay visible under
+  // the fresh mounts: hold its directories open and bind them back.
+  std::vector<std::pair<std::string, UniqueFd>> kept;
+  for (std::string dir : {PEMO_SOURCE_DIR, PEMO_BINARY_DIR}) {
+    if (dir.rfind("/tmp/", 0) == 0 || dir.rfind("/run/", 0) == 0)
+      kept.emplace_back(dir, UniqueFd(open(dir.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)));
+  }
+  for (const char* dir : {"/tmp", "/run"}) {
+    if (mount("tmpfs", dir, "tmpfs", 0, "mode=1777") != 0) return fail(why, std::string("tmpfs ") + dir);
+  }
+  for (const auto& [dir, fd] : kept) {
+    for (std::size_t slash = dir.find('/', 1); slash != std::string::npos; slash = dir.find('/', slash + 1))
+      mkdir(dir.substr(0, slash).c_str(), 0755);
+    mkdir(dir.c_str(), 0755);
+    const std::string source = "/proc/self/fd/" + std::to_string(fd.get());
+    if (mount(source.c_str(), dir.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0)
+      return fail(why, "keeping " + dir);
+  }
+  mkdir("/run/.etc", 0700);
+  mkdir("/run/.etc/upper", 0755);
+  mkdir("/run/.etc/work", 0700);
+  if (mount("overlay", "/etc", "overlay", 0,
+            "lowerdir=/etc,upperdir=/run/.etc/upper,workdir=/run/.etc/work") != 0)
+    return fail(why, "overlay on /etc");
+  // Agent messages must not reach the host's syslog.
+  if (file_exists("/dev/log") && mount("/dev/null", "/dev/log", nullptr, MS_BIND, nullptr) != 0)
+    return fail(why, "hiding /dev/log");
+  mkdir("/etc/config", 0755);
+  mkdir("/etc/pemo-agent", 0755);
+
+  UniqueFd sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  ifreq request{};
+  std::strncpy(request.ifr_name, "lo", IFNAMSIZ - 1);
+  if (!sock.valid() || ioctl(sock.get(), SIOCGIFFLAGS, &request) != 0) return fail(why, "loopback");
+  request.ifr_flags = static_cast<short>(request.ifr_flags | IFF_UP);
+  if (ioctl(sock.get(), SIOCSIFFLAGS, &request) != 0) return fail(why, "loopback up");
+  g_sandboxed = true;
+  g_failure.clear();
+  return true;
+}
+
+bool sandboxed() { return g_sandboxed; }
+const std::string& sandbox_failure() { return g_failure; }
+
+void write_file(const std::string& path, std::string_view content) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  if (!file) throw std::runtime_error("cannot write " + path);
+  file.write(content.data(), static_cast<std::streamsize>(content.size()));
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream content;
+  content << file.rdbuf();
+  return content.str();
+}
+
+bool file_exists(const std::string& path) {
+  struct stat info;
+  return stat(path.c_str(), &info) == 0;
+}
+
+pid_t spawn_logged(const std::vector<std::string>& words, const std::string& log_path,
+                   const char* path) {
+  std::vector<std::string> copy = words;
+  std::vector<char*> argv;
+  for (std::string& w : copy) argv.push_back(w.data());
+  argv.push_back(nullptr);
+  pid_t pid = fork();
+  if (pid == 0) {
+    int log = open(log_path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    if (log >= 0) {
+      dup2(log, 1);
+      dup2(log, 2);
+    }
+    if (path != nullptr) setenv("PATH", path, 1);
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  return pid;
+}
+
+void seed_system_package(std::string_view password) {
+  std::string text = "config system 'main'\n\toption hostname 'HomeGate'\n\toption pwd ";
+  text += password.empty() ? "''" : "'" + std::string(password) + "'";
+  text += "\n";
+  write_file("/etc/config/system", text);
+}
+
+void seed_gateway_config() {
+  for (const char* package :
+       {"system", "wireless", "network", "parental", "firewall", "wps", "wps5G", "web-redirect"}) {
+    write_file(std::string("/etc/config/") + package,
+               read_file(std::string(PEMO_SOURCE_DIR "/sim/seed/etc/config/") + package));
+  }
+}
+
+ShellResult RecordingRunner::execute(const ShellRequest& request) {
+  std::lock_guard lock(mutex_);
+  commands_.push_back(request.command);
+  for (const auto& [needle, result] : answers_) {
+    if (request.command.find(needle) != std::string::npos) return result;
+  }
+  return ShellResult{0, false, {}};
+}
+
+std::vector<std::string> RecordingRunner::commands() const {
+  std::lock_guard lock(mutex_);
+  return commands_;
+}
+
+void RecordingRunner::answer(std::string needle, ShellResult result) {
+  std::lock_guard lock(mutex_);
+  answers_.emplace_back(std::move(needle), std::move(result));
+}
+
+}  // namespace pemo::test

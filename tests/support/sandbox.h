@@ -1,0 +1,61 @@
+// Hermetic test environment. Each test process enters private user, mount and
+// network namespaces before any test runs: /tmp and /run are fresh tmpfs mounts,
+// /etc is an overlay whose changes vanish with the process, and loopback is a
+// private one, so tests may use the agent's real paths and port in parallel.
+#pragma once
+
+#include <sys/types.h>
+
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/shell.h"
+
+namespace pemo::test {
+
+// Called once from main, before any thread starts. false (with a reason) when the
+// machine does not allow it; tests that need it then skip.
+bool enter_sandbox(std::string& why);
+bool sandboxed();
+const std::string& sandbox_failure();
+
+// Skips the current test when the sandbox could not be entered.
+#define PEMO_REQUIRE_SANDBOX()                                                  \
+  do {                                                                          \
+    if (!::pemo::test::sandboxed())                                             \
+      GTEST_SKIP() << "needs private namespaces: " << ::pemo::test::sandbox_failure(); \
+  } while (0)
+
+void write_file(const std::string& path, std::string_view content);
+std::string read_file(const std::string& path);
+bool file_exists(const std::string& path);
+
+// Starts a program (words[0] is its path) with standard output and error appended
+// to `log_path`. Its process id, or -1.
+// With `path` set, the program's PATH is that instead of the test's.
+pid_t spawn_logged(const std::vector<std::string>& words, const std::string& log_path,
+                   const char* path = nullptr);
+
+// Writes the minimal system package the session needs (password, host name).
+void seed_system_package(std::string_view password = "5927");
+
+// Copies the simulated gateway's seeded /etc/config packages into place.
+void seed_gateway_config();
+
+// Records every command instead of running it; answers with canned results.
+class RecordingRunner final : public CommandRunner {
+ public:
+  ShellResult execute(const ShellRequest& request) override;
+  std::vector<std::string> commands() const;
+  // Commands that contain `needle` answer `result`.
+  void answer(std::string needle, ShellResult result);
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> commands_;
+  std::vector<std::pair<std::string, ShellResult>> answers_;
+};
+
+}  // namespace pemo::test
