@@ -1,0 +1,85 @@
+#include "core/cipher.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/frame.h"
+
+namespace pemo {
+namespace {
+
+std::string hex(std::string_view bytes) {
+  static const char digits[] = "0123456789abcdef";
+  std::string out;
+  for (unsigned char c : bytes) {
+    out += digits[c >> 4];
+    out += digits[c & 15];
+  }
+  return out;
+}
+
+std::string encipher(std::string_view key, std::string text) {
+  SessionCipher(key).crypt(text.data(), text.size());
+  return text;
+}
+
+// Expected bytes computed by a separate implementation of the key schedule and
+// keystream, enciphering the text {"Device":{}}.
+TEST(SessionCipher, MatchesReferenceVectors) {
+  const std::string text = R"({"Device":{}})";
+  EXPECT_EQ(hex(encipher("5", text)), "44b04d56f48badeb4468019e89");
+  EXPECT_EQ(hex(encipher("abcdefghijklmnopqrstuvwxyz01234", text)), "57e16ebf120503de13b5c9b9af");
+  EXPECT_EQ(hex(encipher("5927", text)), "96d6c11cda1ca8d221cf27f5fb");
+}
+
+TEST(SessionCipher, KeystreamOfLongKeyMatchesReference) {
+  std::string zeros(32, '\0');
+  EXPECT_EQ(hex(encipher("abcdefghijklmnopqrstuvwxyz01234", zeros)),
+            "2cc32ada646c60bb318fb2c4d2c2fcffc4201aa7f496cdae45b7f9da9630bd06");
+}
+
+TEST(SessionCipher, FreshScheduleDeciphersAndContinuedStreamDoesNot) {
+  const std::string text = R"({"Device":{}})";
+  std::string wire = encipher("5927", text);
+  EXPECT_EQ(encipher("5927", wire), text);
+
+  // A client that keeps one keystream for two messages enciphers the second
+  // from byte 13 of the stream on; a fresh schedule cannot read it.
+  SessionCipher continued("5927");
+  std::string first = text, second = text;
+  continued.crypt(first.data(), first.size());
+  continued.crypt(second.data(), second.size());
+  EXPECT_EQ(hex(second), "13f819b1bc53eb285057ce779c");
+  EXPECT_NE(encipher("5927", second), text);
+}
+
+TEST(SessionCipher, HighKeyBytesAreUnsigned) {
+  // A key byte above 127 must be added as 128..255, not as a negative value.
+  std::string a = encipher("\xe9", std::string(16, '\0'));
+  std::string b = encipher("\x69", std::string(16, '\0'));
+  EXPECT_NE(a, b);
+  EXPECT_EQ(encipher("\xe9", a), std::string(16, '\0'));
+}
+
+TEST(FrameHeader, LengthIsSignedLittleEndian) {
+  EXPECT_EQ(encode_header({1, 5, 40}), (HeaderBytes{0x01, 0x05, 0x28, 0x00}));
+  EXPECT_EQ(encode_header({2, 5, -8}), (HeaderBytes{0x02, 0x05, 0xF8, 0xFF}));
+  FrameHeader h = decode_header({0x01, 0x07, 0xFC, 0x0F});
+  EXPECT_EQ(h.length, 4092);
+  EXPECT_EQ(decode_header({0x01, 0x07, 0x00, 0x80}).length, -32768);
+}
+
+TEST(FrameHeader, ChecksTypeThenLengthThenVersion) {
+  EXPECT_EQ(check_request_header({2, 11, 0}), kStatusBadType);  // all three wrong: type wins
+  EXPECT_EQ(check_request_header({1, 0, 10}), kStatusBadType);
+  EXPECT_EQ(check_request_header({2, 10, 0}), kStatusBadLength);
+  EXPECT_EQ(check_request_header({1, 5, 4093}), kStatusBadLength);
+  EXPECT_EQ(check_request_header({1, 5, -1}), kStatusBadLength);
+  EXPECT_EQ(check_request_header({2, 5, 16}), kStatusBadVersion);
+  EXPECT_EQ(check_request_header({1, 1, 1}), 0);
+  EXPECT_EQ(check_request_header({1, 10, 4092}), 0);
+}
+
+}  // namespace
+}  // namespace pemo

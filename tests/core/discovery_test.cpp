@@ -1,0 +1,189 @@
+// Discovery: identity answers and the UDP service's header handling.
+#include "core/discovery.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <thread>
+
+#include "core/frame.h"
+#include "info/identity.h"
+#include "platform/fd.h"
+#include "platform/json.h"
+#include "platform/probe_db.h"
+#include "support/probe.h"
+#include "support/sandbox.h"
+
+namespace pemo {
+namespace {
+
+std::string header(int version, int type, int length) {
+  HeaderBytes h = encode_header({static_cast<std::uint8_t>(version), static_cast<std::uint8_t>(type),
+                                 static_cast<std::int16_t>(length)});
+  return std::string(reinterpret_cast<char*>(h.data()), 4);
+}
+
+const std::string kRequest = R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"MagicNum":"Q5190","AppVersion":1}}}})";
+
+void seed_system(const std::string& mode, const std::string& password, const std::string& quick_setup) {
+  test::write_file("/etc/config/system", "config system 'main'\n\toption hostname 'HomeGateway'\n"
+                                         "\toption pwd '" + password + "'\n\toption system_mode '" + mode +
+                                         "'\n\toption Tovi123 '" + quick_setup + "'\n");
+}
+
+class Discovery : public testing::Test {
+ protected:
+  void SetUp() override {
+    PEMO_REQUIRE_SANDBOX();
+    seed_system("1", "5927", "0");
+    test::write_file("/tmp/mfsh.info",
+                     "LD Version: 1.0.12-extra-long-version-text-cut\nModel Name: HG-2400\n"
+                     "Serial Number: HG24A0001234\nIgnored: after serial\n");
+    test::seed_probe_db(kProbeDbPath);
+    ASSERT_EQ(probe_db_open(), 0);
+    manufacturing_cache_reset();
+  }
+  void TearDown() override { probe_db_close_for_tests(); }
+
+  // The identity reply as a plain document, or the status.
+  std::string discover(const std::string& request = kRequest) {
+    std::string reply;
+    int r = doDevDiscoverReq(request, reply);
+    if (r < 0) return "<" + std::to_string(r) + ">";
+    JsonPtr document(json_tokener_parse(reply.c_str()));
+    return json_object_to_json_string_ext(document.get(), JSON_C_TO_STRING_PLAIN);
+  }
+};
+
+TEST_F(Discovery, RouterWithFactoryPassword) {
+  EXPECT_EQ(discover(),
+            R"({"Device":{"DeviceInfo":{"ModelName":"HG-2400","SerialNumber":"HG24A0001234",)"
+            R"("SoftwareVersion":"1.0.12-extra-long-version-text-","DeviceMode":"Router","WIFIConfigFlag":0,)"
+            R"("UserConfigFlag":0,"GatewayAPautoconfigEnable":1,"LoginFlag":0,"DirectConnect":0},)"
+            R"("X_Halvo_Ext":{"SystemInfo":{"SystemName":"HomeGateway"}}}})");
+}
+
+TEST_F(Discovery, AccessPointWithChangedPasswordAndFlags) {
+  seed_system("0", "s3cret", "1");
+  test::write_file("/etc/pemo-agent/wifi_setting_flag", "");
+  const std::string reply = discover();
+  EXPECT_NE(reply.find(R"("DeviceMode":"AP","WIFIConfigFlag":1,"UserConfigFlag":1)"), std::string::npos) << reply;
+  EXPECT_NE(reply.find(R"("LoginFlag":1)"), std::string::npos);
+}
+
+TEST_F(Discovery, AutoConfigurationFollowsTheRouterRows) {
+  std::string mac = "NULL";
+  test::sql(kProbeDbPath, "UPDATE DevFunc SET Devicemode='AP' WHERE Devicemode='Router';");
+  EXPECT_EQ(gateway_autocfg_state(mac), 0);
+  EXPECT_EQ(mac, "NULL");
+  std::string name = "kept";
+  EXPECT_EQ(gateway_name_get(name), 0);
+  EXPECT_EQ(gateway_almac_get(name), 0);
+  EXPECT_EQ(name, "kept");
+  EXPECT_NE(discover().find(R"("GatewayAPautoconfigEnable":0)"), std::string::npos);
+
+  test::sql(kProbeDbPath, "DELETE FROM DevFunc WHERE ALMac='02:10:18:aa:bb:00';"
+                          "INSERT INTO DevFunc (ALMac, AutoConfigFunc, Devicemode) VALUES "
+                          "('aa:aa:aa:aa:aa:01','0','Router'),('02:10:18:aa:bb:00','2','Router');");
+  EXPECT_EQ(gateway_autocfg_state(mac), 1);
+  EXPECT_EQ(gateway_name_get(name), 1);
+  EXPECT_EQ(name, "HomeGateway");
+  EXPECT_EQ(gateway_almac_get(name), 1);
+  EXPECT_EQ(name, "02:10:18:aa:bb:00");
+}
+
+TEST_F(Discovery, RefusedRequests) {
+  EXPECT_EQ(discover("{"), "<-2>");
+  EXPECT_EQ(discover("[]"), "<-2>");
+  EXPECT_EQ(discover(R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"MagicNum":"Q5191","AppVersion":2}}}})"), "<-4>");
+  EXPECT_EQ(discover(R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"MagicNum":"Q5190","AppVersion":2}}}})"), "<-3>");
+}
+
+TEST_F(Discovery, MissingManufacturingFileIsRetriedLater) {
+  unlink("/tmp/mfsh.info");
+  EXPECT_NE(discover().find(R"("ModelName":"")"), std::string::npos);
+  test::write_file("/tmp/mfsh.info", "Model Name: HG-2400\n");
+  EXPECT_NE(discover().find(R"("ModelName":"HG-2400")"), std::string::npos);
+}
+
+TEST(JsonMemberSet, ReplacesByTypeDepthFirst) {
+  JsonPtr document(json_tokener_parse(R"({"a":{"b":1,"c":"x","d":true,"e":1.5},"b":"outer"})"));
+  EXPECT_EQ(json_member_set(document.get(), "b", "t", 7), 0);
+  EXPECT_EQ(json_member_set(document.get(), "c", "y", 0), 0);
+  EXPECT_EQ(json_member_set(document.get(), "d", "", 0), 0);
+  EXPECT_EQ(json_member_set(document.get(), "e", "", 3), -1);
+  EXPECT_EQ(json_member_set(document.get(), "z", "", 3), -1);
+  EXPECT_STREQ(json_object_to_json_string_ext(document.get(), JSON_C_TO_STRING_PLAIN),
+               R"({"a":{"b":7,"c":"y","d":false,"e":1.5},"b":"outer"})");
+}
+
+// The UDP service on its own thread, talked to over loopback.
+class DiscoveryService : public Discovery {
+ protected:
+  void SetUp() override {
+    Discovery::SetUp();
+    if (testing::Test::IsSkipped()) return;
+    std::thread(app_discover_main).detach();  // serves until the test process ends
+    sock_ = UniqueFd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    // Header errors are answered at once: wait for the service to be bound.
+    for (int k = 0; k < 30 && ask(header(2, 5, 1) + "x", 100).empty(); ++k) {
+    }
+  }
+  // Sends a datagram and returns the answer's bytes ("" when none in time).
+  std::string ask(const std::string& datagram, int wait_ms = 3000) {
+    sockaddr_in agent{};
+    agent.sin_family = AF_INET;
+    agent.sin_port = htons(kServicePort);
+    agent.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sendto(sock_.get(), datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&agent), sizeof agent);
+    pollfd waiting{sock_.get(), POLLIN, 0};
+    if (poll(&waiting, 1, wait_ms) != 1) return "";
+    std::string answer(4096, '\0');
+    ssize_t n = recv(sock_.get(), answer.data(), answer.size(), 0);
+    answer.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
+    return answer;
+  }
+  UniqueFd sock_;
+};
+
+TEST_F(DiscoveryService, HeadersAreCheckedLastFailureWinning) {
+  EXPECT_EQ(ask(header(2, 5, 10) + "x"), header(2, 5, -8));
+  EXPECT_EQ(ask(header(1, 5, 0)), header(1, 5, -9));
+  EXPECT_EQ(ask(header(1, 5, 10)), header(1, 5, -10));
+  EXPECT_EQ(ask(header(1, 1, 4097)), header(1, 1, -9));
+  // Invalid JSON: the status and the request's first payload byte.
+  EXPECT_EQ(ask(header(1, 1, 4096) + "{"), header(1, 2, -2) + "{");
+  EXPECT_EQ(ask(header(1, 1, 3) + "Q51"), header(1, 2, -2) + "Q");
+  const std::string answer = ask(header(1, 1, static_cast<int>(kRequest.size())) + kRequest);
+  ASSERT_GT(answer.size(), 4u);
+  EXPECT_EQ(answer.substr(0, 2), header(1, 2, 0).substr(0, 2));
+  FrameHeader h = decode_header({static_cast<std::uint8_t>(answer[0]), static_cast<std::uint8_t>(answer[1]),
+                                 static_cast<std::uint8_t>(answer[2]), static_cast<std::uint8_t>(answer[3])});
+  EXPECT_EQ(static_cast<std::size_t>(h.length), answer.size() - 4);
+  EXPECT_NE(answer.find(R"("DeviceMode": "Router")"), std::string::npos);
+}
+
+TEST(DiscoveryWait, NothingIsServedUntilTheDatabaseExists) {
+  PEMO_REQUIRE_SANDBOX();
+  test::seed_system_package();
+  std::thread(app_discover_main).detach();
+  UniqueFd sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  sockaddr_in agent{};
+  agent.sin_family = AF_INET;
+  agent.sin_port = htons(kServicePort);
+  agent.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const std::string datagram = header(2, 5, 1) + "x";
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  sendto(sock.get(), datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&agent), sizeof agent);
+  pollfd waiting{sock.get(), POLLIN, 0};
+  EXPECT_EQ(poll(&waiting, 1, 1500), 0) << "answered without a database";
+  test::seed_probe_db(kProbeDbPath);
+  EXPECT_EQ(poll(&waiting, 1, 4000), 1) << "no answer once the database appeared";
+  probe_db_close_for_tests();
+}
+
+}  // namespace
+}  // namespace pemo

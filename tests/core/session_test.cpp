@@ -1,0 +1,237 @@
+// The connection loop, driven over a socket pair as a phone application would.
+#include "core/session.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "pemo-cli/client.h"
+#include "core/cipher.h"
+#include "core/connection.h"
+#include "support/sandbox.h"
+
+namespace pemo {
+namespace {
+
+using test::seed_system_package;
+
+// One served connection: the agent side runs tcp_handler on its own thread.
+class Peer {
+ public:
+  Peer() {
+    int fds[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) throw std::runtime_error("socketpair");
+    fd_ = UniqueFd(fds[0]);
+    timeval tv{5, 0};
+    setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+    server_ = std::thread([agent = UniqueFd(fds[1])]() mutable { tcp_handler(std::move(agent)); });
+  }
+  ~Peer() {
+    fd_.reset();
+    server_.join();
+  }
+
+  void send(std::string_view bytes) {
+    ASSERT_EQ(::send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(bytes.size()));
+  }
+  void request(std::uint8_t type, std::string_view text, std::string_view key = "5927") {
+    HeaderBytes h = encode_header({1, type, static_cast<std::int16_t>(text.size())});
+    send(std::string(reinterpret_cast<char*>(h.data()), 4) + client::crypt(text, key));
+  }
+  // The next reply header as raw bytes; empty when the agent closed instead.
+  std::string header() { return read(4); }
+  std::string read(std::size_t count) {
+    std::string out(count, '\0');
+    std::size_t got = 0;
+    while (got < count) {
+      ssize_t n = recv(fd_.get(), out.data() + got, count - got, 0);
+      if (n <= 0) return {};
+      got += static_cast<std::size_t>(n);
+    }
+    return out;
+  }
+  bool closed_by_agent() {
+    char c;
+    return recv(fd_.get(), &c, 1, 0) == 0;
+  }
+  void shutdown_write() { ::shutdown(fd_.get(), SHUT_WR); }
+  // The next reply: its header bytes, then the payload deciphered from a fresh keystream.
+  std::string reply_text(std::string_view key = "5927") {
+    std::string h = header();
+    if (h.size() != 4) return "<closed>";
+    FrameHeader decoded = decode_header({static_cast<std::uint8_t>(h[0]), static_cast<std::uint8_t>(h[1]),
+                                         static_cast<std::uint8_t>(h[2]), static_cast<std::uint8_t>(h[3])});
+    if (decoded.length <= 0) return "<" + std::to_string(decoded.length) + ">";
+    return "type " + std::to_string(decoded.type) + ": " +
+           client::crypt(read(static_cast<std::size_t>(decoded.length)), key);
+  }
+
+ private:
+  UniqueFd fd_;
+  std::thread server_;
+};
+
+std::string raw_header(int version, int type, int length) {
+  HeaderBytes h = encode_header({static_cast<std::uint8_t>(version), static_cast<std::uint8_t>(type),
+                                 static_cast<std::int16_t>(length)});
+  return std::string(reinterpret_cast<char*>(h.data()), 4);
+}
+
+class Session : public testing::Test {
+ protected:
+  void SetUp() override {
+    PEMO_REQUIRE_SANDBOX();
+    seed_system_package("5927");
+  }
+  // The first connection's WAN probes are recorded, never run.
+  test::RecordingRunner recorder_;
+  ScopedRunner scoped_{recorder_};
+};
+
+struct Rejection {
+  int version, type, length, code;
+};
+
+TEST_F(Session, RejectedHeadersEchoVersionAndTypeThenClose) {
+  const Rejection cases[] = {
+      {2, 11, 10, -10},  // type is tested before version
+      {1, 0, 10, -10},   {1, 5, 0, -9},    {1, 5, -1, -9},
+      {1, 5, 4093, -9},  {2, 5, 16, -8},   {0, 7, 1, -8},
+  };
+  for (const Rejection& c : cases) {
+    Peer peer;
+    peer.send(raw_header(c.version, c.type, c.length));
+    EXPECT_EQ(peer.header(), raw_header(c.version, c.type, c.code))
+        << "version " << c.version << " type " << c.type << " length " << c.length;
+    EXPECT_TRUE(peer.closed_by_agent());
+  }
+}
+
+TEST_F(Session, LargestPayloadIsAcceptedAndTheConnectionStays) {
+  Peer peer;
+  std::string text = "{" + std::string(4090, ' ') + "}";
+  ASSERT_EQ(text.size(), 4092u);
+  peer.request(kTypeParamGet, text);
+  EXPECT_EQ(peer.reply_text(), "type 6: { }");
+  peer.request(2, "{}");  // a type without a handler: -1, still open
+  EXPECT_EQ(peer.header(), raw_header(1, 2, kStatusNoHandler));
+}
+
+TEST_F(Session, PeerClosingMidPayloadGetsReceiveErrorThenClose) {
+  Peer peer;
+  peer.send(raw_header(1, kTypeParamGet, 100) + std::string(10, 'x'));
+  peer.shutdown_write();
+  EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusReceive));
+  EXPECT_TRUE(peer.closed_by_agent());
+}
+
+TEST_F(Session, ControlBytesAreRefusedButTabIsNot) {
+  Peer peer;
+  using namespace std::string_view_literals;
+  for (std::string_view bad : {"{\n}"sv, "{\r}"sv, "{\0}"sv, "{\x7f}"sv}) {
+    peer.request(kTypeParamGet, bad);
+    EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword));
+  }
+  peer.request(kTypeParamGet, "{\"\xc3\xa9\":\t1}");
+  EXPECT_EQ(peer.reply_text(), "type 6: { \"\xc3\xa9\": 1 }");
+}
+
+TEST_F(Session, EachRequestIsDecipheredFromAFreshKeystream) {
+  Peer peer;
+  const std::string text = R"({"Device":{}})";
+  peer.request(kTypeParamGet, text);
+  EXPECT_EQ(peer.reply_text(), R"(type 6: { "Device": { } })");
+  peer.request(kTypeParamGet, text);
+  EXPECT_EQ(peer.reply_text(), R"(type 6: { "Device": { } })");
+
+  // The same two messages from a client that continues its keystream.
+  SessionCipher continued("5927");
+  std::string first = text, second = text;
+  continued.crypt(first.data(), first.size());
+  continued.crypt(second.data(), second.size());
+  peer.send(raw_header(1, kTypeParamGet, 13) + first);
+  EXPECT_EQ(peer.reply_text(), R"(type 6: { "Device": { } })");
+  peer.send(raw_header(1, kTypeParamGet, 13) + second);
+  EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword));
+}
+
+TEST_F(Session, UnusablePasswordsAnswerMinus20WithTheRequestType) {
+  for (std::string_view password : {"", "0123456789abcdef0123456789abcdef"}) {
+    seed_system_package(password);
+    Peer peer;
+    peer.request(kTypeSysQuery, "{}", password.empty() ? "x" : password);
+    EXPECT_EQ(peer.header(), raw_header(1, kTypeSysQuery, kStatusBadPassword)) << password;
+    peer.request(kTypeParamGet, "{}", "x");  // the connection stays open
+    EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword));
+  }
+  unlink("/etc/config/system");
+  Peer peer;
+  peer.request(kTypeParamGet, "{}");
+  EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword));
+}
+
+TEST_F(Session, OneCharacterPasswordIsAKey) {
+  seed_system_package("7");
+  Peer peer;
+  peer.request(kTypeParamGet, R"({"Device":{"WiFi":{"RadioNumberOfEntries":0}}})", "7");
+  EXPECT_EQ(peer.reply_text("7"), R"(type 6: { "Device": { "WiFi": { "RadioNumberOfEntries": 2 } } })");
+}
+
+TEST_F(Session, ManyConnectionsKeepTheirRecords) {
+  constexpr int kPeers = 24;
+  {
+    std::vector<std::unique_ptr<Peer>> peers;
+    for (int k = 0; k < kPeers; ++k) peers.push_back(std::make_unique<Peer>());
+    for (auto& peer : peers) peer->request(kTypeParamGet, R"({"Device":{}})");
+    for (auto& peer : peers) EXPECT_EQ(peer->reply_text(), R"(type 6: { "Device": { } })");
+    EXPECT_EQ(connection_record_count(), static_cast<std::size_t>(kPeers));
+    EXPECT_EQ(active_connections.load(), kPeers);
+  }
+  // Only the first of them ran the WAN probes.
+  int pings = 0;
+  for (const std::string& command : recorder_.commands()) pings += command.rfind("ping ", 0) == 0;
+  EXPECT_EQ(pings, 1);
+  EXPECT_EQ(connection_record_count(), 0u);
+  EXPECT_EQ(active_connections.load(), 0);
+}
+
+TEST_F(Session, WifiSetAnswersBracesAndCloses) {
+  Peer peer;
+  peer.request(kTypeParamSet, R"({"Device":{"Hosts":{}}})");
+  EXPECT_EQ(peer.reply_text(), R"(type 8: { "Device": { "Hosts": { } } })");
+  peer.request(kTypeParamSet, R"({"Device":{"WiFi":{"RadioNumberOfEntries":2}}})");
+  EXPECT_EQ(peer.reply_text(), "type 8: {}");
+  EXPECT_TRUE(peer.closed_by_agent());
+}
+
+TEST_F(Session, StatusRepliesKeepTheConnection) {
+  Peer peer;
+  peer.request(kTypeParamGet, "{");
+  EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGetReply, kStatusBadJson));
+  peer.request(kTypeParamSet, R"({"Device":{"Nosuch":1}})");
+  EXPECT_EQ(peer.header(), raw_header(1, kTypeParamSetReply, -5));
+  peer.request(kTypeParamGet, R"({"Device":{}})");
+  EXPECT_EQ(peer.reply_text(), R"(type 6: { "Device": { } })");
+}
+
+TEST(ConnectionRecords, FindAndRemoveByOwner) {
+  std::thread::id a = std::thread::id(), b = std::this_thread::get_id();
+  ASSERT_EQ(connection_record_add(a), 0);
+  ASSERT_EQ(connection_record_add(b), 0);
+  ASSERT_NE(connection_record_find(b), nullptr);
+  connection_record_find(b)->trace_host = "example";
+  connection_record_remove(a);
+  EXPECT_EQ(connection_record_find(a), nullptr);
+  EXPECT_EQ(connection_record_find(b)->trace_host, "example");
+  connection_record_remove(a);  // none left for a: nothing happens
+  connection_record_remove(b);
+  EXPECT_EQ(connection_record_count(), 0u);
+}
+
+}  // namespace
+}  // namespace pemo
