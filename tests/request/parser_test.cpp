@@ -1,0 +1,213 @@
+// The walk of request documents against the tree.
+#include "request/parser.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/json.h"
+#include "request/param_tree.h"
+#include "support/sandbox.h"
+
+namespace pemo {
+namespace {
+
+struct Walk {
+  int result = 0;
+  std::string reply;
+  ParseContext context;
+};
+
+Walk walk(const std::string& text, bool set_request = false) {
+  JsonPtr document(json_tokener_parse(text.c_str()));
+  EXPECT_TRUE(document) << text;
+  Walk w;
+  w.context = new_parse_context(set_request);
+  w.result = message_parser(document.get(), w.context);
+  w.reply = json_object_to_json_string_ext(document.get(), JSON_C_TO_STRING_PLAIN);
+  return w;
+}
+
+std::string instance_chain(int levels) {
+  std::string text;
+  for (int k = 0; k < levels; ++k) text += R"({"i1":)";
+  text += "{}";
+  for (int k = 0; k < levels; ++k) text += "}";
+  return text;
+}
+
+std::string nested_instances(int levels) { return R"({"Device":)" + instance_chain(levels) + "}"; }
+
+TEST(MessageParser, FillsLeavesFromTheirHandlers) {
+  Walk w = walk(R"({"Device":{"WiFi":{"RadioNumberOfEntries":0}}})");
+  EXPECT_EQ(w.result, 0);
+  EXPECT_EQ(w.reply, R"({"Device":{"WiFi":{"RadioNumberOfEntries":2}}})");
+  EXPECT_EQ(w.context.object_depth, 0);
+  EXPECT_EQ(w.context.instance_depth, 0);
+}
+
+TEST(MessageParser, InstanceNumbersReachTheHandler) {
+  // Access points 0 and 4 (members "i1" and "i5") offer WPA2 only.
+  Walk w = walk(R"({"Device":{"WiFi":{"AccessPoint":{)"
+                R"("i1":{"Security":{"ModesSupported":""}},)"
+                R"("i2":{"Security":{"ModesSupported":""}},)"
+                R"("i5":{"Security":{"ModesSupported":""}}}}}})");
+  EXPECT_EQ(w.result, 0);
+  EXPECT_EQ(w.reply, R"({"Device":{"WiFi":{"AccessPoint":{)"
+                     R"("i1":{"Security":{"ModesSupported":"none,WPA2PSK"}},)"
+                     R"("i2":{"Security":{"ModesSupported":"none,WPAPSK,WPA2PSK"}},)"
+                     R"("i5":{"Security":{"ModesSupported":"none,WPA2PSK"}}}}}})");
+  EXPECT_EQ(w.context.instance_depth, 0);
+}
+
+TEST(MessageParser, SevenInstanceLevelsPassAndEightFail) {
+  EXPECT_EQ(walk(nested_instances(7)).result, 0);
+  EXPECT_EQ(walk(nested_instances(8)).result, kTooManyInstances);
+  EXPECT_EQ(walk(nested_instances(8), true).result, kTooManyInstances);
+  // More levels after a failed branch never index past the instance table.
+  Walk w = walk(R"({"Device":{"a":)" + instance_chain(8) + R"(,"b":)" + instance_chain(8) +
+                R"(,"c":)" + instance_chain(3) + "}}");
+  EXPECT_LE(w.context.instance_depth, 8);
+}
+
+TEST(MessageParser, InstanceMembersWithoutANumberRecordNothing) {
+  Walk w = walk(R"({"Device":{"WiFi":{"SSID":{"i":{"i0":{"ix":{}}},"i-3":{}}}}})");
+  EXPECT_EQ(w.result, 0);
+  EXPECT_EQ(w.context.instance_depth, 0);
+  ParseContext context = new_parse_context(false);
+  EXPECT_EQ(check_valid_msg("i", nullptr, context), 0);
+  EXPECT_EQ(context.instance_depth, 0);
+  EXPECT_NE(context.flags & kFlagInstance, 0u);
+  EXPECT_EQ(check_valid_msg("i12", nullptr, context), 0);
+  EXPECT_EQ(context.instance[0], 11);
+}
+
+TEST(MessageParser, MembersMatchOnlyByNameAndType) {
+  for (const char* value : {R"("2")", "true", "1.5", "null", "[]"}) {
+    const std::string text = std::string(R"({"Device":{"WiFi":{"RadioNumberOfEntries":)") + value + "}}}";
+    Walk get = walk(text);
+    EXPECT_EQ(get.result, 0) << value;
+    EXPECT_EQ(get.reply, text) << "left as sent in a get: " << value;
+    EXPECT_EQ(walk(text, true).result, kNothingHere) << value;
+  }
+  EXPECT_EQ(walk(R"({"Device":{"Nosuch":{"RadioNumberOfEntries":0},"x":1}})").result, 0);
+  EXPECT_EQ(walk(R"({"Device":{"Nosuch":1}})", true).result, kNothingHere);
+  std::string long_name(64, 'W');
+  EXPECT_EQ(walk(R"({"Device":{")" + long_name + R"(":{}}})", true).result, kNothingHere);
+}
+
+TEST(MessageParser, UnknownObjectInAGetIsWalkedFromWhereTheSearchStarted) {
+  // "Nosuch" fails at the search that starts on "WiFi", so its members are looked
+  // for among WiFi's children.
+  Walk w = walk(R"({"Device":{"Nosuch":{"RadioNumberOfEntries":0}}})");
+  EXPECT_EQ(w.reply, R"({"Device":{"Nosuch":{"RadioNumberOfEntries":2}}})");
+}
+
+TEST(MessageParser, EachSearchStartsAtTheLastMatch) {
+  // Radio.{i} holds two integer "Channel" leaves; which one a member binds depends
+  // on where the search starts.
+  const ParamTree& tree = param_tree();
+  int radio_instance = -1;
+  for (int k = 0; k < static_cast<int>(kNodeCount); ++k)
+    if (tree.path(k) == "Device.WiFi.Radio.{i}") radio_instance = k;
+  ASSERT_GE(radio_instance, 0);
+  JsonPtr number(json_object_new_int(0));
+  JsonPtr text(json_object_new_string(""));
+
+  ParseContext context = new_parse_context(false);
+  context.position = tree.first_child(radio_instance);
+  ASSERT_EQ(check_valid_msg("Channel", number.get(), context), 0);
+  EXPECT_EQ(context.node_index, 25);
+  ASSERT_EQ(check_valid_msg("OperatingStandards", text.get(), context), 0);
+  ASSERT_EQ(check_valid_msg("Channel", number.get(), context), 0);
+  EXPECT_EQ(context.node_index, 85);
+  EXPECT_EQ(check_valid_msg("Channel", text.get(), context), kNothingHere);
+}
+
+TEST(MessageParser, HostTypeAsTextBindsTheStartNode) {
+  const ParamTree& tree = param_tree();
+  int host_instance = -1;
+  for (int k = 0; k < static_cast<int>(kNodeCount); ++k)
+    if (tree.path(k) == "Device.Hosts.Host.{i}") host_instance = k;
+  ParseContext context = new_parse_context(false);
+  context.position = tree.first_child(host_instance);
+  JsonPtr text(json_object_new_string("3"));
+  ASSERT_EQ(check_valid_msg("X_Halvo_HostType", text.get(), context), 0);
+  EXPECT_EQ(context.node_index, 36);  // PhysAddress, where the search started
+  EXPECT_EQ(context.text, "old_define");
+  EXPECT_NE(context.handler, nullptr);
+}
+
+TEST(MessageParser, SetReplyShowsWhatTheHandlerLeft) {
+  // A set handler that keeps its argument text answers with it instead of the value.
+  Walk w = walk(R"({"Device":{"WiFi":{"Radio":{"i1":{"TransmitPowerSupported":"x"}}}}})", true);
+  EXPECT_EQ(w.result, 0);
+  EXPECT_EQ(w.reply,
+            R"({"Device":{"WiFi":{"Radio":{"i1":{"TransmitPowerSupported":"GET_SUPPORT_TXPOWER"}}}}})");
+}
+
+TEST(WriteBack, ConvertsByTheValueType) {
+  JsonPtr number(json_object_new_int(7));
+  write_back(number.get(), "42abc");
+  EXPECT_EQ(json_object_get_int(number.get()), 42);
+  write_back(number.get(), "none");
+  EXPECT_EQ(json_object_get_int(number.get()), 0);
+  write_back(number.get(), "99999999999999");
+  EXPECT_EQ(json_object_get_int(number.get()), INT_MAX);
+  JsonPtr flag(json_object_new_boolean(0));
+  write_back(flag.get(), " 3");
+  EXPECT_TRUE(json_object_get_boolean(flag.get()));
+  JsonPtr text(json_object_new_string("old"));
+  write_back(text.get(), "new \"quoted\"");
+  EXPECT_STREQ(json_object_get_string(text.get()), "new \"quoted\"");
+  JsonPtr real(json_object_new_double(1.5));
+  write_back(real.get(), "3");
+  EXPECT_EQ(json_object_get_double(real.get()), 1.5);
+  EXPECT_EQ(atoi_rule("  -12x"), -12);
+  EXPECT_EQ(atoi_rule("-99999999999"), INT_MIN);
+}
+
+class SetFlags : public testing::Test {
+ protected:
+  void SetUp() override {
+    PEMO_REQUIRE_SANDBOX();
+    test::seed_gateway_config();
+  }
+  test::RecordingRunner recorder_;
+  ScopedRunner scoped_{recorder_};
+};
+
+TEST_F(SetFlags, WifiInASetMarksTheApplyAndStopsWpsWatchers) {
+  Walk w = walk(R"({"Device":{"WiFi":{"RadioNumberOfEntries":0}}})", true);
+  EXPECT_EQ(w.result, 0);
+  EXPECT_EQ(w.context.flags & kFlagWifiApply, kFlagWifiApply);
+  auto commands = recorder_.commands();
+  ASSERT_EQ(commands.size(), 2u);
+  EXPECT_NE(commands[0].find("watch -tn 1 wps_conf_24G"), std::string::npos);
+  EXPECT_NE(commands[1].find("watch -tn [15] wps_conf_5G"), std::string::npos);
+
+  Walk get = walk(R"({"Device":{"WiFi":{"RadioNumberOfEntries":0}}})");
+  EXPECT_EQ(get.context.flags & kFlagWifiApply, 0u);
+  EXPECT_EQ(recorder_.commands().size(), 2u);
+}
+
+TEST_F(SetFlags, GuestNetworkIsRefusedWhileWifiIsBeingSet) {
+  const std::string guest = R"({"Device":{"WiFi":{"X_Halvo_GuestAP":{"SSID":"g"}}}})";
+  Walk w = walk(guest, true);
+  EXPECT_EQ(w.result, 0);
+  EXPECT_EQ(w.context.flags & (kFlagWifiApply | kFlagGuestAp), kFlagWifiApply);
+  test::write_file("/tmp/wifi5G_Status", "wifi5GisSetting\n");
+  EXPECT_EQ(walk(guest, true).result, kWifiBusy);
+  EXPECT_EQ(walk(guest).result, 0);  // reads go on
+  test::write_file("/tmp/wifi5G_Status", "done\n");
+  test::write_file("/tmp/wifi24G_Status", "  wifi24GisSetting");
+  EXPECT_EQ(walk(guest, true).result, kWifiBusy);
+}
+
+TEST_F(SetFlags, WanObjectIsFlaggedInAnyRequest) {
+  Walk w = walk(R"({"Device":{"X_Halvo_Ext":{"Tovi123":{"Wan":{"WanType":"dhcp"}}}}})", true);
+  EXPECT_EQ(w.result, 0);
+  EXPECT_EQ(w.context.flags & (kFlagWan | kFlagWifiApply), kFlagWan);
+  EXPECT_TRUE(recorder_.commands().empty());
+}
+
+}  // namespace
+}  // namespace pemo
