@@ -1,0 +1,14 @@
+#!/bin/sh
+# First process of the simulated gateway (PID 1 inside it): provides /proc and the
+# system log, then runs the agent in the foreground with the given arguments.
+export PATH=/usr/sbin:/usr/bin:/sbin:/bin
+mount -t proc proc /proc
+# Writes to the kernel's cache knob land in a plain file of the simulation.
+mount --bind /sim/drop_caches /proc/sys/vm/drop_caches
+syslogd -O /var/log/messages
+# In the foreground, so that Ctrl-C on the terminal reaches it (a background
+# command of a script would ignore SIGINT).
+/usr/sbin/pemo-agent "$@"
+status=$?
+echo "$status" >/sim/agent.exit
+exit $status

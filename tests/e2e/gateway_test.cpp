@@ -1,0 +1,179 @@
+// The agent in the simulated gateway, driven as the phone application drives it.
+#include "support/gateway.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <atomic>
+#include <thread>
+
+#include "support/sandbox.h"
+
+namespace pemo {
+namespace {
+
+using namespace std::chrono_literals;
+
+class Gateway : public testing::Test {
+ protected:
+  void SetUp() override { PEMO_REQUIRE_SANDBOX(); }
+  test::SimGateway gateway_;
+};
+
+TEST_F(Gateway, StartsQuicklyHoldsASessionAndRecordsItsStartUp) {
+  auto begin = std::chrono::steady_clock::now();
+  ASSERT_TRUE(gateway_.start()) << test::read_file("/tmp/gateway.log");
+  auto started = std::chrono::steady_clock::now() - begin;
+  EXPECT_LT(started, 1s);
+
+  client::Reply reply = gateway_.exchange(kTypeSysQuery, std::string(client::kFeatureRequest));
+  EXPECT_NE(reply.payload.find(R"("MagicNum": "Q5190")"), std::string::npos) << reply.status();
+  EXPECT_EQ(gateway_.get(R"({"Device":{"WiFi":{"RadioNumberOfEntries":0}}})"),
+            R"({ "Device": { "WiFi": { "RadioNumberOfEntries": 2 } } })");
+  EXPECT_TRUE(gateway_.called("sys mfsh"));
+  EXPECT_NE(gateway_.read("/tmp/mfsh.info").find("Serial Number: "), std::string::npos);
+  EXPECT_EQ(gateway_.read("/var/run/pemo_agent.pid").empty(), false);
+}
+
+TEST_F(Gateway, WrongPasswordIsRefused) {
+  ASSERT_TRUE(gateway_.start());
+  client::Reply reply = gateway_.exchange(
+      kTypeParamGet, R"({"Device":{"WiFi":{"SSID":{"i1":{"SSID":""},"i2":{"SSID":""}}}}})", "not-it");
+  EXPECT_TRUE(reply.status() == kStatusBadPassword || reply.status() == kStatusBadJson)
+      << reply.status();
+}
+
+TEST_F(Gateway, WifiSetClosesTheSessionAndAppliesASecondLater) {
+  ASSERT_TRUE(gateway_.start());
+  client::Session session = gateway_.connect();
+  client::Reply reply;
+  std::string error;
+  ASSERT_TRUE(session.exchange(kTypeParamSet, R"({"Device":{"WiFi":{}}})", "5927", reply, error));
+  EXPECT_EQ(reply.header.type, kTypeParamSetReply);
+  EXPECT_EQ(reply.payload, "{}");
+  EXPECT_FALSE(session.receive("5927", reply, error)) << "the agent closes after the reply";
+  EXPECT_FALSE(gateway_.called("uci_apply wireless"));
+  std::this_thread::sleep_for(1500ms);
+  EXPECT_TRUE(gateway_.called("uci_apply wireless"));
+}
+
+TEST_F(Gateway, LogLevelGatesTheSystemLog) {
+  ASSERT_TRUE(gateway_.start({"-d", "6"}));
+  gateway_.get(R"({"Device":{}})");
+  std::this_thread::sleep_for(200ms);
+  std::string log = gateway_.read("/var/log/messages");
+  EXPECT_NE(log.find("tcp_handler : Recv : "), std::string::npos) << log;  // info
+  EXPECT_EQ(log.find("tcp_handler : ret "), std::string::npos);             // debug
+  gateway_.stop();
+
+  ASSERT_TRUE(gateway_.start({"-d", "0"}));
+  gateway_.get(R"({"Device":{}})");
+  std::this_thread::sleep_for(200ms);
+  EXPECT_EQ(gateway_.read("/var/log/messages").find("pemo-agent"), std::string::npos);
+}
+
+TEST_F(Gateway, StandInsFollowTheSwitchboardAndRefuseUnknownArguments) {
+  ASSERT_TRUE(gateway_.start());
+  EXPECT_EQ(gateway_.run("sys portspeed 4"), "Port 4: 1000M\n");
+  gateway_.knob("wan_link", "down");
+  EXPECT_EQ(gateway_.run("sys portspeed 4"), "Port 4: off-link\n");
+  gateway_.knob("ping", "none");
+  EXPECT_NE(gateway_.run("ping -c 6 9.9.9.9").find("6 packets transmitted, 0 packets received"),
+            std::string::npos);
+
+  int status = 0;
+  gateway_.run("/usr/sbin/hv1905App 99 'a b'", &status);
+  EXPECT_NE(status, 0);
+  auto calls = gateway_.calls();
+  ASSERT_GE(calls.size(), 2u);
+  EXPECT_EQ(calls[calls.size() - 2], "hv1905App 99 'a b'");
+  EXPECT_EQ(calls.back(), "REFUSED hv1905App");
+
+  gateway_.run("/usr/sbin/hv1905App 2 \"it's\"");
+  EXPECT_EQ(gateway_.calls().back(), "hv1905App 2 'it'\\''s'");
+  gateway_.run("/usr/sbin/hv1905App 2 'two\nlines'");
+  EXPECT_EQ(gateway_.calls().back(), "hv1905App 2 'two\\nlines'");
+  EXPECT_EQ(gateway_.read("/tmp/1905ReturnValue"), "00\n");
+}
+
+TEST_F(Gateway, RebootStaysInsideAndStopLeavesNothing) {
+  ASSERT_TRUE(gateway_.start());
+  gateway_.run("reboot; romreset 1");
+  EXPECT_TRUE(gateway_.called("reboot"));
+  EXPECT_TRUE(gateway_.called("romreset 1"));
+  std::string root = gateway_.path("/");
+  gateway_.stop();
+  EXPECT_FALSE(test::file_exists(root));
+}
+
+TEST_F(Gateway, DiscoveryFindsTheGatewayWithItsIdentity) {
+  ASSERT_TRUE(gateway_.start());
+  std::vector<client::DiscoveryAnswer> answers;
+  std::string error;
+  ASSERT_TRUE(client::discover("127.0.0.1", kServicePort, 3s, client::kFeatureRequest, answers, error));
+  ASSERT_EQ(answers.size(), 1u);
+  EXPECT_EQ(answers[0].header.type, 2);
+  EXPECT_NE(answers[0].payload.find(R"("ModelName": "HG-2400", "SerialNumber": "HG24A0001234")"),
+            std::string::npos)
+      << answers[0].payload;
+  EXPECT_NE(answers[0].payload.find(R"("SystemName": "HomeGateway")"), std::string::npos);
+}
+
+TEST_F(Gateway, HostListAndRename) {
+  ASSERT_TRUE(gateway_.start());
+  const std::string members =
+      R"("PhysAddress":"","HostName":"","IPAddress":"","X_Halvo_HostType":0,"X_Halvo_CapabilityType":"",)"
+      R"("X_Halvo_ConnectionType":"","X_Halvo_DeviceName":"","X_Halvo_PhyRate":0,"X_Halvo_SoftwareVersion":"",)"
+      R"("X_Halvo_Neighbor":"","X_Halvo_DL_Rate":0,"X_Halvo_UL_Rate":0,"X_Halvo_Manufacturer":"",)"
+      R"("X_Halvo_Channel_24G":0,"X_Halvo_Channel_5G":0,"X_Halvo_RSSI":0,"X_Halvo_Band":0)";
+  std::string request = R"({"Device":{"Hosts":{"HostNumberOfEntries":0,"Host":{)";
+  for (int k = 1; k <= 7; ++k) request += (k > 1 ? "," : "") + std::string(R"("i)") + std::to_string(k) + R"(":{)" + members + "}";
+  request += "}}}}";
+  const std::string reply = gateway_.get(request);
+  EXPECT_NE(reply.find(R"("HostNumberOfEntries": 7)"), std::string::npos) << reply;
+  EXPECT_NE(reply.find(R"("i6": { "PhysAddress": "3c:22:fb:77:88:99", "HostName": "kids-tablet")"),
+            std::string::npos) << reply;
+  EXPECT_EQ(reply.find("old-laptop"), std::string::npos);
+
+  EXPECT_EQ(gateway_.set(R"({"Device":{"X_Halvo_Ext":{"DevNameChange":{"HostMAC":"3c:22:fb:77:88:99","Name":"Den TV"}}}})")
+                .substr(0, 1), "{");
+  EXPECT_EQ(gateway_.sql("SELECT DevName FROM Device WHERE DevMac='3c:22:fb:77:88:99';"),
+            std::vector<std::string>{"Den TV"});
+  EXPECT_TRUE(gateway_.called("lnwt_updtae_netmap_record 3c:22:fb:77:88:99 2 Den TV (null)"));
+}
+
+TEST_F(Gateway, HostReadsWhileTheProbeDaemonWrites) {
+  ASSERT_TRUE(gateway_.start());
+  // Another process writes the table over and over, as the probe daemon does.
+  std::thread daemon([&] {
+    gateway_.run("i=0; while [ $i -lt 300 ] && [ ! -e /tmp/stop ]; do i=$((i+1)); "
+                 "sqlite3 /tmp/lanwatch.db \"BEGIN IMMEDIATE; UPDATE Device SET PhyRate='$i' "
+                 "WHERE HostName='desktop-pc'; COMMIT;\"; done");
+  });
+  std::vector<std::thread> readers;
+  std::atomic<int> good{0};
+  for (int c = 0; c < 4; ++c) {
+    readers.emplace_back([&] {
+      client::Session session = gateway_.connect();
+      for (int k = 0; k < 10; ++k) {
+        client::Reply reply;
+        std::string error;
+        if (session.exchange(kTypeParamGet,
+                             R"({"Device":{"Hosts":{"HostNumberOfEntries":0,"Host":{"i4":{"HostName":""}}}}})",
+                             "5927", reply, error) &&
+            reply.payload.find(R"("HostNumberOfEntries": 7, "Host": { "i4": { "HostName": "desktop-pc")") !=
+                std::string::npos)
+          ++good;
+      }
+    });
+  }
+  for (auto& r : readers) r.join();
+  gateway_.write("/tmp/stop", "");
+  daemon.join();
+  EXPECT_NE(gateway_.sql("SELECT PhyRate FROM Device WHERE HostName='desktop-pc';"),
+            std::vector<std::string>{"1000"});
+  EXPECT_EQ(good.load(), 40);
+}
+
+}  // namespace
+}  // namespace pemo
