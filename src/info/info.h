@@ -1,0 +1,33 @@
+// Host, extender and miscellaneous values.
+#pragma once
+
+#include <string>
+
+#include "request/context.h"
+
+namespace pemo {
+
+int host_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+int l2device_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+int wifi_host_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+// MAC of the host at the context's first instance in the connection's snapshot
+// (the AL MAC for an extender). 0, or -26 when the host has none.
+int host_snapshot_mac(std::string& out, const ParseContext& context);
+
+// Busy share of the CPU since boot from the first line of /proc/stat: user, nice
+// and system over those plus idle, in percent. Nothing written for a line of fewer
+// than four numbers.
+void cpu_usage_from(std::string_view line, std::string& text);
+
+// The speed-test tool's result word "download,upload,end"; what does not scan
+// keeps 0, 0 and 1.
+struct SpeedTestResult {
+  float download = 0;
+  float upload = 0;
+  unsigned char end_flag = 1;
+};
+SpeedTestResult parse_speed_test(std::string_view text);
+
+int misc_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+
+}  // namespace pemo

@@ -1,0 +1,186 @@
+// Small values without a backend of their own, and the speed test.
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <thread>
+#include <cstdlib>
+#include <mutex>
+
+#include "info/info.h"
+#include "platform/files.h"
+#include "platform/shell.h"
+
+namespace pemo {
+namespace {
+
+constexpr const char* kSpeedTestUrlFile = "/tmp/SpeedTestURL";
+constexpr const char* kSpeedTestInfoFile = "/tmp/SpeedTestInfo";
+constexpr const char* kWebServer = "/bin/hvhttpd";
+constexpr const char* kWebServerPidFile = "/var/run/hvhttpd.pid";
+constexpr int kWebServerPort = 5566;
+constexpr int kNumberOfRadios = 2;
+constexpr int kPipeFailed = -19;
+constexpr int kFileUnreadable = -18;
+constexpr int kBusy = -26;
+
+// Results of the last SpeedTestEnd, read by any connection.
+struct SpeedResults {
+  std::mutex mutex;
+  float upload = 0;
+  float download = 0;
+};
+
+SpeedResults& speed_results() {
+  static SpeedResults results;
+  return results;
+}
+
+enum class ServerState { kStopped, kRunning, kUnknown };
+
+// Reads the web server's pid file. false when it exists but cannot be read.
+bool web_server_pid(bool& present, unsigned& pid) {
+  present = file_exists(kWebServerPidFile);
+  if (!present) return true;
+  std::string text;
+  if (!read_text_file(kWebServerPidFile, text, 64)) return false;
+  if (std::sscanf(text.c_str(), "%u", &pid) != 1) pid = 0;
+  return true;
+}
+
+ServerState web_server_state() {
+  bool present = false;
+  unsigned pid = 0;
+  if (!web_server_pid(present, pid)) return ServerState::kUnknown;
+  if (!present) return ServerState::kStopped;
+  return file_exists("/proc/" + std::to_string(pid) + "/comm") ? ServerState::kRunning
+                                                                : ServerState::kStopped;
+}
+
+int web_server_start() {
+  if (web_server_state() != ServerState::kStopped) return kBusy;
+  shell_run(std::string(kWebServer) + " -p " + std::to_string(kWebServerPort) + " -P " +
+            kWebServerPidFile + " &");
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  return 0;
+}
+
+int web_server_stop() {
+  if (web_server_state() != ServerState::kRunning) return 0;
+  bool present = false;
+  unsigned pid = 0;
+  if (!web_server_pid(present, pid) || !present) return kFileUnreadable;
+  if (pid > 0) kill(static_cast<pid_t>(pid), SIGKILL);
+  return 0;
+}
+
+int speed_test_end(ParseContext& context) {
+  context.text = "1";
+  float download = 0, upload = 0;
+  unsigned char end_flag = 1;
+  if (file_exists(kSpeedTestInfoFile)) {
+    std::string text;
+    if (!read_text_file(kSpeedTestInfoFile, text, 4096)) {
+      std::lock_guard lock(speed_results().mutex);
+      speed_results().upload = speed_results().download = 0;
+      return kFileUnreadable;
+    }
+    const SpeedTestResult result = parse_speed_test(text);
+    download = result.download;
+    upload = result.upload;
+    end_flag = result.end_flag;
+  }
+  {
+    std::lock_guard lock(speed_results().mutex);
+    speed_results().download = download;
+    speed_results().upload = upload;
+  }
+  context.text = std::to_string(end_flag);
+  return 0;
+}
+
+std::string format_speed(float speed) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.2f", static_cast<double>(speed));
+  return text;
+}
+
+void write_speed_test_urls(std::string_view value) {
+  std::string url(value.substr(0, value.find(',')));
+  std::string lines;
+  for (int k = 0; k < 8; ++k) lines += url + "\n";
+  write_text_file(kSpeedTestUrlFile, lines);
+}
+
+}  // namespace
+
+SpeedTestResult parse_speed_test(std::string_view text) {
+  SpeedTestResult result;
+  const std::string word(first_word(text).substr(0, 63));
+  std::sscanf(word.c_str(), "%f,%f,%hhu", &result.download, &result.upload, &result.end_flag);
+  return result;
+}
+
+int misc_param_handler(std::string_view raw_name, std::string_view raw_value,
+                       ParseContext& context) {
+  const std::string_view name = cut_at_quotes(raw_name);
+  const std::string_view value = cut_at_quotes(raw_value);
+  const std::string argument = context.text;
+
+  if (argument == "TOTAL_ASSOCIATION" || argument == "AP_ENTRY_NUM") return 0;
+  if (name == "RadioNumberOfEntries") {
+    context.text = std::to_string(kNumberOfRadios);
+    return 0;
+  }
+  if (argument == "GET_SECURITY_MODES") {
+    const int access_point = context.instance[0];
+    context.text = access_point == 0 || access_point == 4 ? "none,WPA2PSK" : "none,WPAPSK,WPA2PSK";
+    return 0;
+  }
+  // The two announcements of the application: echoed, and flagged when they are not
+  // ours. An empty value does not match.
+  if (argument == "GET_MAGIC_NUM") {
+    if (value.empty() || value != "Q5190") context.flags |= kFlagMagicMismatch;
+    context.text.assign(value);
+    return 0;
+  }
+  if (argument == "GET_APP_VER") {
+    if (value.empty() || std::atoi(std::string(value).c_str()) != 1) context.flags |= kFlagVersionFail;
+    context.text.assign(value);
+    return 0;
+  }
+  if (argument == "GET_PARENTAL_NOE") {
+    ShellResult r = shell_capture("cat /etc/config/parental | grep 'config parental_rule' | wc -l", 128);
+    if (r.status < 0 && !r.timed_out && r.output.empty()) return kPipeFailed;
+    context.text.assign(first_word(r.output));
+    return 0;
+  }
+  if (argument == "SpeedTest_URL") {
+    if (!value.empty()) write_speed_test_urls(value);
+    return 0;
+  }
+  if (argument == "SpeedTest_Type") {
+    if (value == "Upload")
+      shell_run(std::string("/usr/bin/SpeedTest -c 10 -f ") + kSpeedTestUrlFile +
+                " -p 80 -s up -l 1000 &");
+    else if (value == "Download")
+      shell_run(std::string("/usr/bin/SpeedTest -c 10 -f ") + kSpeedTestUrlFile +
+                " -p 80 -s down -u /speedtest/random3500x3500.jpg &");
+    return 0;
+  }
+  if (argument == "SpeedTestEnd") return speed_test_end(context);
+  if (argument == "UploadSpeed" || argument == "DownloadSpeed") {
+    std::lock_guard lock(speed_results().mutex);
+    context.text = format_speed(argument == "UploadSpeed" ? speed_results().upload
+                                                          : speed_results().download);
+    return 0;
+  }
+  if (argument == "ServerPort") {
+    context.text = std::to_string(kWebServerPort);
+    return 0;
+  }
+  if (argument == "Enable") return value == "1" ? web_server_start() : web_server_stop();
+  return 0;  // the node answers its own argument text
+}
+
+}  // namespace pemo

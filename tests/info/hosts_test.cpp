@@ -1,0 +1,182 @@
+// Host list, extender values and host changes against a seeded probe database.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "core/connection.h"
+#include "info/info.h"
+#include "platform/json.h"
+#include "platform/probe_db.h"
+#include "request/features.h"
+#include "request/parser.h"
+#include "support/probe.h"
+#include "support/sandbox.h"
+
+namespace pemo {
+namespace {
+
+// The seeded Device rows in table order, as the alive rule lists them:
+//   i1 gateway (wired), i2 LivingRoom-Ext (extender, Ethernet), i3 Bedroom-Ext
+//   (extender, WiFi 5G), i4 desktop (wired), i5 phone (WiFi 2.4G), i6 tablet
+//   (WiFi 5G, channel 44), i7 printer (Alive 0, nNotAlive 2). old-laptop
+//   (nNotAlive 3) is not listed.
+class Hosts : public testing::Test {
+ protected:
+  void SetUp() override {
+    PEMO_REQUIRE_SANDBOX();
+    test::seed_probe_db(kProbeDbPath);
+    ASSERT_EQ(probe_db_open(), 0);
+    test::write_file("/tmp/feature.json", test::read_file(PEMO_SOURCE_DIR "/data/feature.json"));
+    ASSERT_EQ(sys_query_response_init("/tmp/feature.json"), 0);
+    ASSERT_EQ(connection_record_add(std::this_thread::get_id()), 0);
+  }
+  void TearDown() override {
+    connection_record_remove(std::this_thread::get_id());
+    probe_db_close_for_tests();
+  }
+  // Walks {"Device":{"Hosts":<hosts>}} and returns the walked "Hosts" value.
+  std::string hosts(const std::string& object, bool set = false) {
+    return walk(R"({"Device":{"Hosts":)" + object + "}}", set, "Hosts");
+  }
+  std::string ext(const std::string& object, bool set = true) {
+    return walk(R"({"Device":{"X_Halvo_Ext":)" + object + "}}", set, "X_Halvo_Ext");
+  }
+  std::string walk(const std::string& text, bool set, const char* member) {
+    JsonPtr document(json_tokener_parse(text.c_str()));
+    ParseContext context = new_parse_context(set);
+    int r = message_parser(document.get(), context);
+    if (r < 0) return "<" + std::to_string(r) + ">";
+    json_object* device = json_object_object_get(document.get(), "Device");
+    return json_object_to_json_string_ext(json_object_object_get(device, member), JSON_C_TO_STRING_PLAIN);
+  }
+  std::string host(int instance, const std::string& members) {
+    return hosts(R"({"HostNumberOfEntries":0,"Host":{"i)" + std::to_string(instance) + R"(":{)" + members +
+                 "}}}");
+  }
+};
+
+TEST_F(Hosts, SnapshotListsAliveHostsInTableOrder) {
+  EXPECT_EQ(hosts(R"({"HostNumberOfEntries":0})"), R"({"HostNumberOfEntries":7})");
+  EXPECT_EQ(host(7, R"("HostName":"")"), R"({"HostNumberOfEntries":7,"Host":{"i7":{"HostName":"printer"}}})");
+  EXPECT_EQ(host(8, R"("HostName":"","PhysAddress":"","X_Halvo_PhyRate":5})"),
+            R"({"HostNumberOfEntries":7,"Host":{"i8":{"HostName":"unknown","PhysAddress":"N\/A","X_Halvo_PhyRate":0}}})");
+}
+
+TEST_F(Hosts, ValuesBeforeAnySnapshotAreDefaults) {
+  EXPECT_EQ(hosts(R"({"Host":{"i1":{"HostName":"x","IPAddress":"","X_Halvo_DL_Rate":9}}})"),
+            R"({"Host":{"i1":{"HostName":"unknown","IPAddress":"N\/A","X_Halvo_DL_Rate":0}}})");
+}
+
+TEST_F(Hosts, CellsByPositionWithTheirRules) {
+  EXPECT_EQ(host(2, R"("PhysAddress":"","X_Halvo_CapabilityType":"","X_Halvo_HostType":0)"),
+            R"({"HostNumberOfEntries":7,"Host":{"i2":{"PhysAddress":"02:10:18:cc:dd:01",)"
+            R"("X_Halvo_CapabilityType":"L2Device","X_Halvo_HostType":5}}})");
+  // Its DevFunc AppVersion 1.5 is above the gateway's 1.2.
+  EXPECT_EQ(host(3, R"("X_Halvo_CapabilityType":"","X_Halvo_ConnectionType":"")"),
+            R"({"HostNumberOfEntries":7,"Host":{"i3":{"X_Halvo_CapabilityType":"Client",)"
+            R"("X_Halvo_ConnectionType":"WiFi"}}})");
+  EXPECT_EQ(host(4, R"("PhysAddress":"","X_Halvo_ConnectionType":"","X_Halvo_DL_Rate":0,"X_Halvo_UL_Rate":0)"),
+            R"({"HostNumberOfEntries":7,"Host":{"i4":{"PhysAddress":"a4:5e:60:11:22:33",)"
+            R"("X_Halvo_ConnectionType":"Ethernet","X_Halvo_DL_Rate":1200,"X_Halvo_UL_Rate":300}}})");
+  EXPECT_EQ(host(6, R"("X_Halvo_Channel_5G":0,"X_Halvo_Channel_24G":7,"X_Halvo_SoftwareVersion":"")"),
+            R"({"HostNumberOfEntries":7,"Host":{"i6":{"X_Halvo_Channel_5G":44,"X_Halvo_Channel_24G":0,)"
+            R"("X_Halvo_SoftwareVersion":"N\/A"}}})");
+  // An extender's channel comes from DevFunc; unparsable ExtraInfo keeps the defaults.
+  EXPECT_EQ(host(3, R"("X_Halvo_Channel_24G":0,"X_Halvo_SoftwareVersion":"")"),
+            R"({"HostNumberOfEntries":7,"Host":{"i3":{"X_Halvo_Channel_24G":6,"X_Halvo_SoftwareVersion":"1.0.12"}}})");
+  EXPECT_EQ(host(7, R"("X_Halvo_HostType":3,"X_Halvo_DL_Rate":4,"X_Halvo_SoftwareVersion":"")"),
+            R"({"HostNumberOfEntries":7,"Host":{"i7":{"X_Halvo_HostType":1,"X_Halvo_DL_Rate":0,)"
+            R"("X_Halvo_SoftwareVersion":"N\/A"}}})");
+}
+
+TEST_F(Hosts, NullCellsGiveDefaults) {
+  test::sql(kProbeDbPath,
+            "INSERT INTO Device (DevType, Alive, nNotAlive) VALUES (NULL, 1, 0);");
+  EXPECT_EQ(host(8, R"("PhysAddress":"","HostName":"","X_Halvo_HostType":0,"X_Halvo_DeviceName":"",)"
+                    R"("X_Halvo_ConnectionType":"x","X_Halvo_RSSI":5,"X_Halvo_Channel_5G":3)"),
+            R"({"HostNumberOfEntries":8,"Host":{"i8":{"PhysAddress":"N\/A","HostName":"unknown",)"
+            R"("X_Halvo_HostType":1,"X_Halvo_DeviceName":"unknown","X_Halvo_ConnectionType":"",)"
+            R"("X_Halvo_RSSI":0,"X_Halvo_Channel_5G":0}}})");
+}
+
+TEST_F(Hosts, SecondCountReReadsTheTable) {
+  EXPECT_EQ(hosts(R"({"HostNumberOfEntries":0})"), R"({"HostNumberOfEntries":7})");
+  test::sql(kProbeDbPath, "DELETE FROM Device WHERE HostName='HomeGateway';");
+  EXPECT_EQ(host(1, R"("HostName":"")"), R"({"HostNumberOfEntries":6,"Host":{"i1":{"HostName":"LivingRoom-Ext"}}})");
+  std::string mac;
+  ParseContext context = new_parse_context(true);
+  context.instance[0] = 3;  // "i4": the phone now
+  ASSERT_EQ(host_snapshot_mac(mac, context), 0);
+  EXPECT_EQ(mac, "3c:22:fb:44:55:66");
+  context.instance[0] = 1;
+  ASSERT_EQ(host_snapshot_mac(mac, context), 0);
+  EXPECT_EQ(mac, "02:10:18:cc:ee:01");  // an extender's AL MAC
+  context.instance[0] = 20;
+  EXPECT_EQ(host_snapshot_mac(mac, context), -26);
+}
+
+TEST_F(Hosts, ExtenderAndWirelessValues) {
+  test::sql(kProbeDbPath,
+            "UPDATE DevFunc SET PwrState_24G='Off', PwrState_5G='On' WHERE ALMac='02:10:18:cc:dd:01';"
+            "UPDATE DevFunc SET PwrState_24G=NULL, PwrState_5G='On' WHERE ALMac='02:10:18:cc:ee:01';"
+            "UPDATE Device SET Rssi=NULL WHERE HostName='alices-phone';");
+  EXPECT_EQ(host(2, R"("X_Halvo_WiFiStatus":9,"X_Halvo_L2Device_ControllableMask":0,"X_Halvo_DeviceMode":"",)"
+                    R"("X_Halvo_WIFI_Auto_Cfg_Approve":7,"X_Halvo_RSSI":5)"),
+            R"({"HostNumberOfEntries":7,"Host":{"i2":{"X_Halvo_WiFiStatus":0,)"
+            R"("X_Halvo_L2Device_ControllableMask":511,"X_Halvo_DeviceMode":"AP",)"
+            R"("X_Halvo_WIFI_Auto_Cfg_Approve":1,"X_Halvo_RSSI":0}}})");
+  EXPECT_EQ(host(3, R"("X_Halvo_WiFiStatus":0,"X_Halvo_WiFiLinkRate_5G":0,"X_Halvo_Band":0,"X_Halvo_RSSI":0)"),
+            R"({"HostNumberOfEntries":7,"Host":{"i3":{"X_Halvo_WiFiStatus":1,"X_Halvo_WiFiLinkRate_5G":866,)"
+            R"("X_Halvo_Band":2,"X_Halvo_RSSI":-48}}})");
+  // A wired host: extender values are 0, and wireless values keep the node's
+  // text on entry (none), which an integer member reads as 0.
+  EXPECT_EQ(host(4, R"("X_Halvo_L2Device_ControllableMask":3,"X_Halvo_WiFiLinkRate_5G":3,"X_Halvo_RSSI":3)"),
+            R"({"HostNumberOfEntries":7,"Host":{"i4":{"X_Halvo_L2Device_ControllableMask":0,)"
+            R"("X_Halvo_WiFiLinkRate_5G":0,"X_Halvo_RSSI":0}}})");
+  EXPECT_EQ(host(5, R"("X_Halvo_RSSI":3,"X_Halvo_Conn_Guest":3,"SignalStrength":3)"),
+            R"({"HostNumberOfEntries":7,"Host":{"i5":{"X_Halvo_RSSI":0,"X_Halvo_Conn_Guest":0,"SignalStrength":-61}}})");
+}
+
+TEST_F(Hosts, RenameAndRetypeWriteTheDatabase) {
+  EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"Kitchen\"TV"}})"),
+            R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"Kitchen\"TV"}})");
+  EXPECT_EQ(test::sql(kProbeDbPath, "SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';")[0][0],
+            "Kitchen");
+  EXPECT_EQ(ext(R"({"HostTypeChange":{"HostMAC":"02:10:18:cc:dd:01","HostType":3}})"),
+            R"({"HostTypeChange":{"HostMAC":"02:10:18:cc:dd:01","HostType":3}})");
+  EXPECT_EQ(test::sql(kProbeDbPath, "SELECT HostType FROM Device WHERE ALMac='02:10:18:cc:dd:01';")[0][0], "3");
+  EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"\"\""}})"), "<-21>");
+  EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"\"","Name":"x"}})"), "<-21>");
+}
+
+TEST_F(Hosts, HostileTextChangesNothingElse) {
+  const auto before = test::sql(kProbeDbPath, "SELECT * FROM Device ORDER BY rowid;");
+  for (const char* mac : {"x' OR '1'='1", "'; DROP TABLE Device; --", "a4:5e:60:11:22:33' --"}) {
+    const std::string object = std::string(R"({"DevNameChange":{"HostMAC":")") + mac + R"(","Name":"pwned"}})";
+    EXPECT_EQ(ext(object).front(), '{') << mac;
+  }
+  EXPECT_EQ(test::sql(kProbeDbPath, "SELECT * FROM Device ORDER BY rowid;"), before);
+  // A name that would not fit the statement is refused, not cut.
+  EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")" + std::string(200, 'n') + R"("}})"),
+            "<-1>");
+  EXPECT_EQ(test::sql(kProbeDbPath, "SELECT * FROM Device ORDER BY rowid;"), before);
+  ASSERT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"it's; $(x) `y` --"}})").front(), '{');
+  EXPECT_EQ(test::sql(kProbeDbPath, "SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';")[0][0],
+            "it's; $(x) `y` --");
+}
+
+TEST(CpuUsage, AverageSinceBootFromOneReading) {
+  std::string text = "kept";
+  cpu_usage_from("cpu 100 0 100 800 5 0 0 0", text);
+  EXPECT_EQ(text, "20");
+  cpu_usage_from("cpu  4705 356 584 3699 1 2 3", text);
+  EXPECT_EQ(text, "60");
+  text = "kept";
+  for (const char* line : {"cpu 1 2 3", "", "intr 1 2 3 4", "cpu x"}) cpu_usage_from(line, text);
+  EXPECT_EQ(text, "kept");
+  cpu_usage_from("cpu 0 0 0 0", text);
+  EXPECT_EQ(text, "0");
+}
+
+}  // namespace
+}  // namespace pemo

@@ -1,0 +1,92 @@
+// Miscellaneous values and the speed test, through the parser as a request would.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/json.h"
+#include "request/parser.h"
+#include "support/sandbox.h"
+
+namespace pemo {
+namespace {
+
+class Misc : public testing::Test {
+ protected:
+  void SetUp() override { PEMO_REQUIRE_SANDBOX(); }
+  // Walks {"Device":{"X_Halvo_Ext":{<object>}}}; the walked object, or the status.
+  std::string ext(const std::string& object, bool set = false) {
+    JsonPtr document(json_tokener_parse((R"({"Device":{"X_Halvo_Ext":{)" + object + "}}}").c_str()));
+    ParseContext context = new_parse_context(set);
+    int r = message_parser(document.get(), context);
+    if (r < 0) return "<" + std::to_string(r) + ">";
+    json_object* device = json_object_object_get(document.get(), "Device");
+    return json_object_to_json_string_ext(json_object_object_get(device, "X_Halvo_Ext"),
+                                          JSON_C_TO_STRING_PLAIN);
+  }
+  test::RecordingRunner recorder_;
+  ScopedRunner scoped_{recorder_};
+};
+
+TEST_F(Misc, SpeedTestFromUrlToSpeeds) {
+  // The handler keeps its argument text, which a set reply then shows.
+  EXPECT_EQ(ext(R"("SpeedTestInfo":{"URL":"\"http://a.example/st,http://b.example"})", true),
+            R"({"SpeedTestInfo":{"URL":"SpeedTest_URL"}})");
+  std::string lines;
+  for (int k = 0; k < 8; ++k) lines += "http://a.example/st\n";
+  EXPECT_EQ(test::read_file("/tmp/SpeedTestURL"), lines);
+
+  ext(R"("SpeedTestInfo":{"ActionType":"Download"})", true);
+  ext(R"("SpeedTestInfo":{"ActionType":"Sideways"})", true);
+  ext(R"("SpeedTestInfo":{"ActionType":"Upload"})", true);
+  EXPECT_EQ(recorder_.commands(),
+            (std::vector<std::string>{
+                "/usr/bin/SpeedTest -c 10 -f /tmp/SpeedTestURL -p 80 -s down -u "
+                "/speedtest/random3500x3500.jpg &",
+                "/usr/bin/SpeedTest -c 10 -f /tmp/SpeedTestURL -p 80 -s up -l 1000 &"}));
+
+  EXPECT_EQ(ext(R"("SpeedTestInfo":{"End":0,"DownloadSpeed":"","UploadSpeed":""})"),
+            R"({"SpeedTestInfo":{"End":1,"DownloadSpeed":"0.00","UploadSpeed":"0.00"}})");
+  test::write_file("/tmp/SpeedTestInfo", "93.5,11.25,0\n");
+  EXPECT_EQ(ext(R"("SpeedTestInfo":{"End":7,"DownloadSpeed":"","UploadSpeed":""})"),
+            R"({"SpeedTestInfo":{"End":0,"DownloadSpeed":"93.50","UploadSpeed":"11.25"}})");
+}
+
+TEST_F(Misc, EmptyUrlWritesNoFile) {
+  ext(R"("SpeedTestInfo":{"URL":"\"\""})", true);
+  EXPECT_FALSE(test::file_exists("/tmp/SpeedTestURL"));
+}
+
+TEST_F(Misc, WebServerStartsOnceAndStops) {
+  EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"ServerPort":0})"), R"({"GwSpeedTestInfo":{"ServerPort":5566}})");
+  EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":0})", true), R"({"GwSpeedTestInfo":{"Enable":0}})");
+  EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":1})", true), R"({"GwSpeedTestInfo":{"Enable":0}})");
+  EXPECT_EQ(recorder_.commands(),
+            std::vector<std::string>{"/bin/hvhttpd -p 5566 -P /var/run/hvhttpd.pid &"});
+
+  // A server of our own stands for the running one.
+  pid_t server = fork();
+  if (server == 0) {
+    pause();
+    _exit(0);
+  }
+  test::write_file("/var/run/hvhttpd.pid", std::to_string(server) + "\n");
+  EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":1})", true), "<-26>");
+  EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":0})", true), R"({"GwSpeedTestInfo":{"Enable":0}})");
+  int status = 0;
+  ASSERT_EQ(waitpid(server, &status, 0), server);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+}
+
+TEST_F(Misc, ParentalRuleCountComesFromThePipe) {
+  recorder_.answer("config parental_rule", ShellResult{0, false, "3\n"});
+  EXPECT_EQ(ext(R"("ParentalControlNumberOfEntries":0)"), R"({"ParentalControlNumberOfEntries":3})");
+  recorder_.answer("", ShellResult{-1, false, ""});
+  test::RecordingRunner failing;
+  failing.answer("", ShellResult{-1, false, ""});
+  ScopedRunner scoped(failing);
+  EXPECT_EQ(ext(R"("ParentalControlNumberOfEntries":0)"), "<-19>");
+}
+
+}  // namespace
+}  // namespace pemo
