@@ -1,0 +1,200 @@
+// Writes of the main and guest Wi-Fi networks. They take effect together when
+// the request layer applies `wireless` after the request.
+#include <cstdlib>
+#include <string>
+
+#include "control/wps.h"
+#include "platform/cfg.h"
+#include "platform/files.h"
+#include "platform/shell.h"
+#include "wifi/band.h"
+#include "wifi/memory.h"
+#include "wifi/wifi.h"
+
+namespace pemo {
+namespace {
+
+constexpr std::size_t kMaxValue = 127;
+constexpr std::string_view kSpeedSuffix = ".speed";
+
+int set_iface(int iface, const char* option, std::string_view value) {
+  return cfg_set("wireless.@wifi-iface[" + std::to_string(iface) + "]." + option, value);
+}
+
+int set_device(int device, std::string_view value) {
+  return cfg_set("wireless.@wifi-device[" + std::to_string(device) + "].disabled", value);
+}
+
+std::string get_option(const std::string& path) {
+  std::string value = path;
+  if (cfg_get(value) < 0) value.clear();
+  return value;
+}
+
+// The bands a write covers, 2.4 GHz first.
+struct Rows {
+  WifiBand first;
+  WifiBand last;
+};
+Rows rows(WifiBand band) { return band == BAND_BOTH ? Rows{BAND_24G, BAND_5G} : Rows{band, band}; }
+
+void wifi_apply_mark(std::string_view interface) {
+  const std::string line = std::string(interface) + "\n";
+  const bool five = interface == "ath10" || interface == "ath13";
+  write_text_file(five ? "/tmp/wifi5G_Apply" : "/tmp/wifi24G_Apply", line);
+  if (interface == "ath10") write_text_file("/tmp/wifi5G_macfilter_Apply", line);
+}
+
+int wifi_ssid_write(WifiBand band, bool guest, std::string_view ssid) {
+  int rc = 0;
+  for (int b = rows(band).first; b <= rows(band).last; ++b) {
+    const WifiInterface& row = wifi_interface(static_cast<WifiBand>(b), guest);
+    std::string name(ssid);
+    if (band == BAND_BOTH && b == BAND_5G) name += kSpeedSuffix;  // "MyNet" and "MyNet.speed"
+    rc = set_iface(row.iface, "ssid", name);
+    wifi_apply_mark(row.name);
+  }
+  return rc;
+}
+
+int wifi_psk_write(WifiBand band, bool guest, std::string_view key) {
+  int rc = 0;
+  for (int b = rows(band).first; b <= rows(band).last; ++b) {
+    const int iface = wifi_iface_index(static_cast<WifiBand>(b), guest);
+    set_iface(iface, "auth", "WPA2PSK");
+    set_iface(iface, "encryption", "WPA2PSK");
+    rc = set_iface(iface, "WPAPSKkey", key);
+  }
+  return rc;
+}
+
+int wifi_security_write(WifiBand band, bool guest, std::string_view mode) {
+  int rc = 0;
+  for (int b = rows(band).first; b <= rows(band).last; ++b) {
+    const int iface = wifi_iface_index(static_cast<WifiBand>(b), guest);
+    set_iface(iface, "encryption", mode);
+    rc = set_iface(iface, "auth", mode);
+  }
+  return rc;
+}
+
+int guest_ap_enable_write(bool on, const WifiInterface& main, const WifiInterface& guest) {
+  if (!on) {
+    set_iface(guest.iface, "disabled", "1");
+    int rc = set_iface(guest.iface, "enable_guest_wlan", "0");
+    wifi_apply_mark(guest.name);
+    return rc;
+  }
+  // A guest network needs its radio and the radio's main network up.
+  const bool radio_off =
+      get_option("wireless.@wifi-device[" + std::to_string(main.device) + "].disabled") == "1" ||
+      get_option("wireless.@wifi-iface[" + std::to_string(main.iface) + "].disabled") == "1";
+  if (radio_off) {
+    set_device(main.device, "0");
+    set_iface(main.iface, "disabled", "0");
+    wifi_apply_mark(main.name);
+  } else {
+    wifi_apply_mark(guest.name);
+  }
+  set_iface(guest.iface, "disabled", "0");
+  return set_iface(guest.iface, "enable_guest_wlan", "1");
+}
+
+int wifi_enable_write(WifiBand band, bool guest, std::string_view value) {
+  int rc = 0;
+  for (int b = rows(band).first; b <= rows(band).last; ++b) {
+    const auto radio = static_cast<WifiBand>(b);
+    if (guest)
+      rc = guest_ap_enable_write(value == "1", wifi_interface(radio, false), wifi_interface(radio, true));
+    else
+      rc = set_iface(wifi_iface_index(radio, false), "disabled", value == "1" ? "0" : "1");
+  }
+  return rc;
+}
+
+void guest_timer_stop() {
+  shell_run("/bin/removeGuestWifiBonus.sh remove_rule 3 24G");
+  shell_run("/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
+}
+
+void guest_timer_start(GuestTime time) {
+  const std::string span = std::to_string(time.hours) + ":" + std::to_string(time.minutes);
+  shell_run("/bin/addGuestWifiBonus.sh 3 24G " + span);
+  shell_run("/bin/addGuestWifiBonus.sh 3 5G " + span);
+}
+
+std::string_view translate_mode(std::string_view value) {
+  if (value == "none") return "NONE";
+  if (value == "WPAPSK" || value == "WPA-Personal") return "WPAPSK";
+  if (value == "WPA2PSK" || value == "WPA2-Personal") return "WPA2PSK";
+  return value;
+}
+
+// The band of a main-network write: empty both radios, "24G" or "5G" one; any
+// other text no write.
+bool write_band(const std::string& text, WifiBand& band) {
+  if (text.empty()) band = BAND_BOTH;
+  else if (text == "24G") band = BAND_24G;
+  else if (text == "5G") band = BAND_5G;
+  else return false;
+  return true;
+}
+
+}  // namespace
+
+int wifi_parameter_set(std::string_view name, std::string_view value, ParseContext& context) {
+  if (value.size() > kMaxValue) return kEmptySetValue;
+  if (name == "CheckFreqBand") {
+    set_pending_set_band(value);
+    return 0;
+  }
+  const bool guest = (context.flags & kFlagGuestAp) != 0;
+  WifiBand band = BAND_BOTH;
+  const bool has_band = guest || write_band(pending_set_band(), band);
+
+  if (name == "PreShareKey") {
+    if (guest) return wifi_psk_write(BAND_BOTH, true, value);
+    if (has_band) wifi_psk_write(band, false, value);
+    set_pending_set_band("");
+    return wps_conf_mark(has_band ? band : BAND_24G);
+  }
+  if (name == "ModeEnabled") {
+    const std::string_view mode = translate_mode(value);
+    if (guest) return wifi_security_write(BAND_BOTH, true, mode);
+    return has_band ? wifi_security_write(band, false, mode) : 0;
+  }
+  if (name == "Enable") {
+    int rc = 0;
+    if (guest) {
+      rc = wifi_enable_write(BAND_BOTH, true, value);
+    } else {
+      if (has_band) rc = wifi_enable_write(band, false, value);
+      set_pending_set_band("");
+    }
+    if (value == "0") guest_timer_stop();
+    return rc;
+  }
+  if (name == "SSID") {
+    // The 5 GHz name of a both-radio SSID carries a suffix; a name with no room for
+    // it is refused rather than cut.
+    if (has_band && band == BAND_BOTH && value.size() + kSpeedSuffix.size() > kMaxValue)
+      return kEmptySetValue;
+    if (guest) return wifi_ssid_write(BAND_BOTH, true, value);
+    if (has_band) wifi_ssid_write(band, false, value);
+    set_pending_set_band("");
+    return wps_conf_mark(has_band ? band : BAND_24G);
+  }
+  if (name == "Hours") {
+    set_guest_timer_hours(std::atoi(std::string(value).c_str()));
+    return 0;
+  }
+  if (name == "Minutes") {
+    const GuestTime timer = set_guest_timer_minutes(std::atoi(std::string(value).c_str()));
+    guest_timer_stop();
+    if (timer.hours != 0 || timer.minutes != 0) guest_timer_start(timer);
+    return 0;
+  }
+  return 0;
+}
+
+}  // namespace pemo
