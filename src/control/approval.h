@@ -1,0 +1,17 @@
+// Auto-configuration approval and new-device lists.
+#pragma once
+
+#include <string_view>
+
+#include "request/context.h"
+
+namespace pemo {
+
+// Members of WiFiAutoCfgApprove and WiFiAutoCfgApproveData.{i}.
+int approval_update(int node_index, std::string_view value, ParseContext& context);
+// Members of NewDeviceCheckedList.{i}.
+int checked_list_update(int node_index, std::string_view value, ParseContext& context);
+// WiFiAutoCfgApprove.Enable, into the context's text.
+int approve_flag_get(ParseContext& context);
+
+}  // namespace pemo

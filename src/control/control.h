@@ -1,0 +1,10 @@
+// Device control actions.
+#pragma once
+
+#include "request/context.h"
+
+namespace pemo {
+
+int action_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+
+}  // namespace pemo

@@ -1,0 +1,112 @@
+#include "control/extender.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "firmware/fw_flags.h"
+#include "platform/cfg.h"
+#include "platform/files.h"
+#include "platform/probe_db.h"
+#include "platform/shell.h"
+#include "request/context.h"
+
+namespace pemo {
+namespace {
+
+constexpr int kFailed = -26;
+constexpr std::size_t kSlotSize = 3;
+constexpr const char* kTool = "/usr/sbin/hv1905App";
+
+std::string command_for(DevCtrlAction action, const std::string& value) {
+  switch (action) {
+    case kExtenderReboot: return std::string(kTool) + " 2 " + value;
+    case kExtenderWifiOn: return std::string(kTool) + " 3 " + value + " 00:00:00:00:00:00 0x01ff 0";
+    case kExtenderWifiOff: return std::string(kTool) + " 3 " + value + " 00:00:00:00:00:00 0x01ff 2";
+    case kAutoConfigSwitch: return std::string(kTool) + " 4 1 " + value + " " + value;
+    case kExtenderFirstBoot: return std::string(kTool) + " 10 " + value;
+  }
+  return {};
+}
+
+// The first line of the tool's answer file, polled until one can be read.
+bool wait_for_answer(std::chrono::milliseconds wait, std::string& line) {
+  const auto deadline = std::chrono::steady_clock::now() + wait;
+  for (;;) {
+    std::string text;
+    if (read_text_file("/tmp/1905ReturnValue", text, 4096) && !text.empty()) {
+      line = text.substr(0, std::min(text.find('\n'), std::size_t{15}));
+      return true;
+    }
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+}
+
+// DeviceMode, ControlOption and Time of WiFiAutoCfgByTime, shared by every
+// connection until Time runs the command.
+struct ByTimeSlots {
+  std::mutex mutex;
+  std::string device_mode, control_option, time;
+};
+
+ByTimeSlots& by_time_slots() {
+  static ByTimeSlots slots;
+  return slots;
+}
+
+}  // namespace
+
+int dev_Ctrl(DevCtrlAction action, std::string_view value, std::chrono::milliseconds answer_wait) {
+  if (action != kAutoConfigSwitch && isL2AlMac(value) != 1) return kFailed;
+  const std::string command = command_for(action, shell_quote(value));
+  shell_run(command);
+  std::printf("%s : syscmd %s\n", "dev_Ctrl", command.c_str());
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  std::string answer;
+  if (!wait_for_answer(answer_wait, answer) || answer.find("00") == std::string::npos) return kFailed;
+  if (action == kAutoConfigSwitch) {
+    const char* state = value == "0" ? "0" : "1";
+    cfg_set("wireless.@wifi-iface[0].AP_autoconfig", state);
+    cfg_set("wireless.@wifi-iface[4].AP_autoconfig", state);
+  }
+  return 0;
+}
+
+int autocfg_by_time(int node_index, std::string_view value) {
+  ByTimeSlots& slots = by_time_slots();
+  std::string* slot = nullptr;
+  std::lock_guard lock(slots.mutex);
+  switch (node_index) {
+    case 208: slot = &slots.device_mode; break;
+    case 209: slot = &slots.control_option; break;
+    case 210: slot = &slots.time; break;
+    default: return kNothingHere;
+  }
+  // A value that does not fit its slot is refused rather than cut into another one.
+  if (value.size() > kSlotSize) return kEmptySetValue;
+  slot->assign(value);
+  if (node_index != 210) return 0;
+  // Empty slots leave their words out, as an unfilled slot does.
+  std::string command = std::string(kTool) + " 15";
+  for (const std::string* word : {&slots.device_mode, &slots.control_option, &slots.control_option, &slots.time})
+    if (!word->empty()) command += " " + shell_quote(*word);
+  shell_run(command);
+  slots.device_mode.clear();
+  slots.control_option.clear();
+  slots.time.clear();
+  return 0;
+}
+
+void gateway_reboot() {
+  if (!fw_flashing.load()) shell_run("reboot");
+}
+
+void gateway_factory_reset() {
+  if (!fw_flashing.load()) shell_run("romreset 1");
+}
+
+}  // namespace pemo

@@ -1,0 +1,128 @@
+// Parental-control rules: sections rule<N> of type parental_rule in `parental`,
+// written with the uci command line and read back through cfg_get.
+#include "control/parental.h"
+
+#include <cstdlib>
+#include <string>
+
+#include "info/info.h"
+#include "platform/cfg.h"
+#include "platform/shell.h"
+
+namespace pemo {
+namespace {
+
+// The design composes each command in the 128-byte handler text: one that would
+// not fit is refused rather than cut.
+constexpr std::size_t kMaxCommand = 127;
+
+std::string rule(int n) { return "parental.rule" + std::to_string(n); }
+
+int read_number(const char* path) {
+  std::string value = path;
+  if (cfg_get(value) < 0) return 0;
+  return std::atoi(value.c_str());
+}
+
+void rule_defaults(int n, const std::string& mac) {
+  const std::string r = rule(n);
+  for (const std::string& command : {
+           "uci set " + r + "=parental_rule",
+           "uci set " + r + ".src_mac=" + shell_quote(mac),
+           "uci set " + r + ".stop_hour=24",
+           "uci set " + r + ".start_hour=00",
+           "uci set " + r + ".start_min=00",
+           "uci set " + r + ".stop_min=00",
+           "uci set " + r + ".weekdays='Mon,Tue,Wed,Thu,Fri,Sat,Sun'",
+           "uci set " + r + ".service_count=0",
+           "uci set " + r + ".enable=0",
+           "uci set " + r + ".src_type=single",
+           "uci set " + r + ".service_act=block",
+           std::string("uci commit parental"),
+       })
+    shell_run(command);
+}
+
+// The option a member stands for, or nullptr.
+const char* option_of(std::string_view member) {
+  static constexpr struct {
+    const char* member;
+    const char* option;
+  } kOptions[] = {{"HostMAC", "src_mac"},          {"PcpName", "name"},
+                  {"Days", "weekdays"},            {"TimeStartHour", "start_hour"},
+                  {"TimeStartMin", "start_min"},   {"TimeStopHour", "stop_hour"},
+                  {"TimeStopMin", "stop_min"},     {"Delete", "delete"},
+                  {"Enable", "enable"}};
+  for (const auto& entry : kOptions)
+    if (member == entry.member) return entry.option;
+  return nullptr;
+}
+
+}  // namespace
+
+int parental_rule_add(std::string_view, ParseContext& context) {
+  const int count = read_number("parental.general.count");
+  std::string mac;
+  if (int rc = host_snapshot_mac(mac, context); rc < 0) return rc;
+  std::string name = rule(count) + ".name";
+  // A rule that went missing at the end of the list is written again in place.
+  const int n = cfg_get(name) < 0 && count >= 1 ? count : count + 1;
+  rule_defaults(n, mac);
+  return cfg_set("parental.general.count", std::to_string(n));
+}
+
+int parental_rule_value_set(std::string_view name, std::string_view value, ParseContext& context) {
+  const char* option = option_of(name);
+  if (option == nullptr) return 0;
+  const std::string r = rule(context.instance[0] + 1);
+  std::string command;
+  int rc = 0;
+  if (name == "Enable") {
+    std::string master = "parental.general.enable";
+    rc = cfg_get(master);
+    if (master == "1" || value == "0") {
+      command = "uci set " + r + ".enable=" + shell_quote(value);
+    } else if (value == "1") {
+      shell_run("uci set parental.general.enable=" + shell_quote(value));
+      command = "uci set " + r + ".enable=" + shell_quote(value);
+    }
+  } else {
+    command = "uci set " + r + "." + option + "=" + shell_quote(value);
+  }
+  if (command.size() > kMaxCommand) return kEmptySetValue;
+  if (!command.empty()) shell_run(command);
+  shell_run("uci commit parental");
+  if (name == "Delete" || name == "Enable" || name == "TimeStopMin") {
+    // These end an edit: the platform reloads the rules.
+    shell_run("uci commit parental");
+    cfg_apply("parental");
+  }
+  return rc;
+}
+
+int parental_rule_value_get(std::string_view name, ParseContext& context) {
+  const int index = context.instance[0];
+  const char* option = option_of(name);
+  std::string path;
+  if (name == "Enable") {
+    std::string master = "parental.general.enable";
+    int rc = cfg_get(master);
+    if (master != "1") {  // every rule reads as off while the master switch is
+      context.text = master;
+      return rc;
+    }
+  }
+  if (option != nullptr && name != "Delete")
+    path = "parental.@parental_rule[" + std::to_string(index) + "]." + option;
+  else
+    path = context.text;  // "parental.custom.custom": no such section
+  int rc = cfg_get(path);
+  if (rc == kCfgNotFound) {
+    context.text.clear();
+    return 0;
+  }
+  context.text = rc < 0 ? "" : path;
+  return rc;
+}
+
+}  // namespace pemo

@@ -1,0 +1,208 @@
+// Parental rules, host blocking and approval lists, with the uci command line run
+// for real on the sandbox's /etc/config and every command recorded.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "core/connection.h"
+#include "platform/cfg.h"
+#include "platform/json.h"
+#include "platform/probe_db.h"
+#include "request/parser.h"
+#include "support/probe.h"
+#include "support/sandbox.h"
+
+namespace pemo {
+namespace {
+
+// Records every command; runs those of the uci tool with the project's build.
+class UciRunner final : public CommandRunner {
+ public:
+  ShellResult execute(const ShellRequest& request) override {
+    recorder_.execute(request);
+    if (request.command.rfind("uci ", 0) != 0) return ShellResult{0, false, {}};
+    ShellRequest real = request;
+    real.command = std::string(PEMO_UCI_PATH) + request.command.substr(3);
+    return posix_runner().execute(real);
+  }
+  std::vector<std::string> commands() const { return recorder_.commands(); }
+
+ private:
+  test::RecordingRunner recorder_;
+};
+
+class Rules : public testing::Test {
+ protected:
+  void SetUp() override {
+    PEMO_REQUIRE_SANDBOX();
+    test::seed_gateway_config();
+    test::seed_probe_db(kProbeDbPath);
+    ASSERT_EQ(probe_db_open(), 0);
+    ASSERT_EQ(connection_record_add(std::this_thread::get_id()), 0);
+    walk(R"({"Hosts":{"HostNumberOfEntries":0}})", false);  // this connection's host snapshot
+  }
+  void TearDown() override {
+    connection_record_remove(std::this_thread::get_id());
+    probe_db_close_for_tests();
+  }
+  std::string walk(const std::string& object, bool set) {
+    JsonPtr document(json_tokener_parse((R"({"Device":)" + object + "}").c_str()));
+    EXPECT_TRUE(document) << object;
+    ParseContext context = new_parse_context(set);
+    int r = message_parser(document.get(), context);
+    if (r < 0) return "<" + std::to_string(r) + ">";
+    return json_object_to_json_string_ext(json_object_object_get(document.get(), "Device"), JSON_C_TO_STRING_PLAIN);
+  }
+  static std::string option(const std::string& path) {
+    std::string value = path;
+    return cfg_get(value) == 0 ? value : "<" + std::to_string(cfg_get(value)) + ">";
+  }
+  bool ran(const std::string& command) const {
+    for (const std::string& c : runner_.commands())
+      if (c == command) return true;
+    return false;
+  }
+  UciRunner runner_;
+  ScopedRunner scoped_{runner_};
+};
+
+TEST_F(Rules, AddingRulesCountsAndRefillsTheLastOne) {
+  // Host i4 is the desktop, a4:5e:60:11:22:33.
+  walk(R"({"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}})", true);
+  EXPECT_EQ(option("parental.general.count"), "1");
+  EXPECT_EQ(option("parental.rule1.src_mac"), "a4:5e:60:11:22:33");
+  EXPECT_EQ(option("parental.rule1.weekdays"), "Mon,Tue,Wed,Thu,Fri,Sat,Sun");
+  EXPECT_EQ(option("parental.rule1.stop_hour"), "24");
+  // rule1 has no name yet: the next add writes it again instead of a new one.
+  walk(R"({"Hosts":{"Host":{"i5":{"X_Halvo_AddPcpRule":"1"}}}})", true);
+  EXPECT_EQ(option("parental.general.count"), "1");
+  EXPECT_EQ(option("parental.rule1.src_mac"), "3c:22:fb:44:55:66");
+  ASSERT_EQ(cfg_set("parental.rule1.name", "kids"), 0);
+  walk(R"({"Hosts":{"Host":{"i6":{"X_Halvo_AddPcpRule":"1"}}}})", true);
+  EXPECT_EQ(option("parental.general.count"), "2");
+  EXPECT_EQ(option("parental.rule2.src_mac"), "3c:22:fb:77:88:99");
+  EXPECT_EQ(walk(R"({"Hosts":{"Host":{"i9":{"X_Halvo_AddPcpRule":"1"}}}})", true), "<-26>");
+  EXPECT_EQ(walk(R"({"Hosts":{"Host":{"i1":{"X_Halvo_AddPcpRule":""}}}})", false), "<-27>");
+}
+
+TEST_F(Rules, RuleValuesAreStoredExactlyAndReadBack) {
+  walk(R"({"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}})", true);
+  const std::string name = "Tom's \\\"PC\\\" $(reboot) `id`; | &&";
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":")" + name +
+                 R"(","Scheduling":{"Days":"Mon,Fri","TimeStopMin":"30"}}}}})", true).front(), '{');
+  EXPECT_EQ(option("parental.rule1.name"), "Tom's ");  // set values end at a double quote
+  EXPECT_EQ(option("parental.rule1.weekdays"), "Mon,Fri");
+  EXPECT_TRUE(ran("/sbin/uci_apply 'parental'"));
+  walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"a $(reboot) `id`; b"}}}})", true);
+  EXPECT_EQ(option("parental.rule1.name"), "a $(reboot) `id`; b");
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"","HostMAC":"","Delete":"x",)"
+                 R"("Scheduling":{"Days":"","TimeStopMin":""}}}}})", false),
+            R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"a $(reboot) `id`; b","HostMAC":"a4:5e:60:11:22:33",)"
+            R"("Delete":"","Scheduling":{"Days":"Mon,Fri","TimeStopMin":"30"}}}}})");
+  // A command that would not fit the design's 127 characters is refused.
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":")" + std::string(100, 'n') + R"("}}}})", true),
+            "<-21>");
+  EXPECT_EQ(option("parental.rule1.name"), "a $(reboot) `id`; b");
+}
+
+TEST_F(Rules, EnableTurnsTheMasterSwitchOn) {
+  walk(R"({"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}})", true);
+  ASSERT_EQ(cfg_set("parental.rule1.name", "one"), 0);
+  walk(R"({"Hosts":{"Host":{"i5":{"X_Halvo_AddPcpRule":"1"}}}})", true);
+  const std::string enable = R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"0"}}}})";
+  EXPECT_EQ(walk(enable, false), R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"0"}}}})");
+  walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"1"}}}})", true);
+  EXPECT_EQ(option("parental.general.enable"), "1");
+  EXPECT_EQ(option("parental.rule2.enable"), "1");
+  EXPECT_EQ(walk(enable, false), R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"1"}}}})");
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"Enable":""}}}})", false),
+            R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"Enable":"0"}}}})");
+}
+
+TEST_F(Rules, BlockingWritesThreeRulesCommittedByTheAgent) {
+  ASSERT_EQ(cfg_set("firewall.general.NextRulePos", "5"), 0);
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"EndDevCtrl_Blocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", true).front(), '{');
+  const char* protocols[] = {"TCP", "UDP", "ICMP"};
+  for (int n = 5; n <= 7; ++n) {
+    const std::string rule = "firewall.rule" + std::to_string(n);
+    EXPECT_EQ(option(rule + ".protocol"), protocols[n - 5]);
+    EXPECT_EQ(option(rule + ".service"), "service" + std::to_string(n));
+    EXPECT_EQ(option(rule + ".CurPos"), std::to_string(n));
+    EXPECT_EQ(option(rule + ".mac_address"), "a4:5e:60:11:22:33");
+  }
+  EXPECT_EQ(option("firewall.general.rules_count"), "7");
+  EXPECT_EQ(option("firewall.general.NextRulePos"), "8");
+  EXPECT_FALSE(test::file_exists("/tmp/.uci/firewall")) << "everything committed";
+  EXPECT_NE(test::read_file("/etc/config/firewall").find("config firewall 'rule7'"), std::string::npos);
+  EXPECT_TRUE(ran("/sbin/uci_apply 'firewall'"));
+  EXPECT_EQ(walk(R"({"Hosts":{"Host":{"i4":{"X_Halvo_Blocking":""},"i5":{"X_Halvo_Blocking":""}}}})", false),
+            R"({"Hosts":{"Host":{"i4":{"X_Halvo_Blocking":"Blocking"},"i5":{"X_Halvo_Blocking":"Non-Blocking"}}}})");
+}
+
+TEST_F(Rules, UnblockingMarksEveryRuleOfTheMacOnly) {
+  ASSERT_EQ(cfg_set("firewall.general.NextRulePos", "1"), 0);
+  walk(R"({"X_Halvo_Ext":{"EndDevCtrl_Blocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", true);
+  walk(R"({"X_Halvo_Ext":{"EndDevCtrl_Blocking":{"HostMAC":"3c:22:fb:44:55:66"}}})", true);
+  walk(R"({"X_Halvo_Ext":{"EndDevCtrl_Blocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", true);
+  ASSERT_EQ(cfg_set("firewall.rule9.name", "user_rule"), 0);  // a rule not ours
+  test::write_file("/tmp/blocking", "a4:5e:60:11:22:33\n");
+  walk(R"({"X_Halvo_Ext":{"EndDevCtrl_UnBlocking":{"HostMAC":"A4:5E:60:11:22:33"}}})", true);
+  EXPECT_EQ(option("firewall.rule1.delete"), "0") << "MACs match case-sensitively";
+  walk(R"({"X_Halvo_Ext":{"EndDevCtrl_UnBlocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", true);
+  for (int n : {1, 2, 3, 7, 8}) EXPECT_EQ(option("firewall.rule" + std::to_string(n) + ".delete"), "1") << n;
+  for (int n : {4, 5, 6, 9}) EXPECT_EQ(option("firewall.rule" + std::to_string(n) + ".delete"), "0") << n;
+  EXPECT_EQ(test::read_file("/tmp/blocking"), "0");
+}
+
+TEST_F(Rules, HostileMacsAreStoredAsOneValue) {
+  const std::string mac = "x'; reboot; echo '$(id)`id` && |";
+  walk(R"({"X_Halvo_Ext":{"EndDevCtrl_Blocking":{"HostMAC":")" + mac + R"("}}})", true);
+  EXPECT_EQ(option("firewall.rule1.mac_address"), mac);
+  for (const std::string& command : runner_.commands())
+    EXPECT_TRUE(command.rfind("uci ", 0) == 0 || command.rfind("/sbin/uci_apply", 0) == 0) << command;
+}
+
+TEST_F(Rules, ParentalBlockingComesFromTheProbeDatabase) {
+  test::sql(kProbeDbPath, R"(UPDATE Device SET ExtraInfo='{"ParentalCtrl":0}' WHERE HostName='desktop-pc';)"
+                          R"(UPDATE Device SET ExtraInfo='{"ParentalCtrl":1}' WHERE HostName='alices-phone';)");
+  EXPECT_EQ(walk(R"({"Hosts":{"Host":{"i4":{"X_Halvo_Parental_Blocking":""},"i5":{"X_Halvo_Parental_Blocking":""},)"
+                 R"("i7":{"X_Halvo_Parental_Blocking":""}}}})", false),
+            R"({"Hosts":{"Host":{"i4":{"X_Halvo_Parental_Blocking":"Blocking"},)"
+            R"("i5":{"X_Halvo_Parental_Blocking":"Non-Blocking"},"i7":{"X_Halvo_Parental_Blocking":"Non-Blocking"}}}})");
+}
+
+TEST_F(Rules, ApprovalListAndDatabase) {
+  const std::string approve = R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"MACAddress":"02:10:18:cc:ee:01","Option":1}}}})";
+  EXPECT_EQ(walk(approve, true).front(), '{');
+  EXPECT_EQ(test::read_file("/etc/pemo-agent/Approvelist"), "02:10:18:cc:ee:01 1\n");
+  EXPECT_EQ(test::sql(kProbeDbPath, "SELECT Authorized FROM DevFunc WHERE ALMac='02:10:18:cc:ee:01';")[0][0], "1");
+  walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"MACAddress":"aa:bb:cc:dd:ee:02","Option":0}}}})", true);
+  walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"MACAddress":"02:10:18:cc:ee:01","Option":0}}}})", true);
+  EXPECT_EQ(test::read_file("/etc/pemo-agent/Approvelist"), "02:10:18:cc:ee:01 0\naa:bb:cc:dd:ee:02 0\n");
+  walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"MACAddress":"02:10:18:cc:ee:01","Option":2}}}})", true);
+  EXPECT_EQ(test::read_file("/etc/pemo-agent/Approvelist"), "aa:bb:cc:dd:ee:02 0\n");
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"Option":5}}}})", true),
+            R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"Option":5}}}})");
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"MACAddress":"a\nb"}}}})", true), "<-21>");
+  walk(R"({"X_Halvo_Ext":{"NewDeviceCheckedList":{"i1":{"MACAddress":"02:10:18:cc:dd:01","Option":1}}}})", true);
+  EXPECT_EQ(test::read_file("/etc/pemo-agent/NewDeviceCheckedlist"), "02:10:18:cc:dd:01 1\n");
+  EXPECT_EQ(test::sql(kProbeDbPath, "SELECT NewDeviceChecked FROM DevFunc WHERE ALMac='02:10:18:cc:dd:01';")[0][0], "1");
+}
+
+TEST_F(Rules, ApprovalSwitchAndListDeletion) {
+  test::write_file("/tmp/1905ReturnValue", "0\n");
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":1}}})", true).front(), '{');
+  EXPECT_TRUE(ran("hv1905App 16 1"));
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":0}}})", false),
+            R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":1}}})");
+  test::write_file("/tmp/1905ReturnValue", "1\n");
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":0}}})", true), "<-26>");
+  EXPECT_EQ(option("wireless.wifi.ApproveFlag"), "0");
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":2}}})", true), "<-18>");
+  test::write_file("/etc/pemo-agent/Approvelist", "x 1\n");
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":2}}})", true).front(), '{');
+  EXPECT_FALSE(test::file_exists("/etc/pemo-agent/Approvelist"));
+}
+
+}  // namespace
+}  // namespace pemo
