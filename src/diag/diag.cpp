@@ -1,0 +1,213 @@
+// Diagnostics dispatch: traceroute, routing table, WAN information, and the
+// extender control nodes, by the bound node's parent and the request mode.
+#include "diag/diag.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+
+#include "core/connection.h"
+#include "diag/probes.h"
+#include "diag/wan_state.h"
+#include "firmware/firmware.h"
+#include "platform/files.h"
+#include "platform/json.h"
+#include "platform/shell.h"
+
+namespace pemo {
+namespace {
+
+constexpr int kAutoCfg = 183;
+constexpr int kFwCfg = 186;
+constexpr int kTraceRoute = 220;
+constexpr int kRouteHop = 228;
+constexpr int kRouter = 232;
+constexpr int kForwarding = 235;
+constexpr int kWanInfo = 245;
+
+// Every traceroute writes /tmp/tracert: one at a time, from run to read.
+std::mutex& trace_file_lock() {
+  static std::mutex lock;
+  return lock;
+}
+
+int do_traceroute(ConnectionRecord& record) {
+  std::string output;
+  bool have_output;
+  {
+    std::lock_guard lock(trace_file_lock());
+    // The host is one quoted argument: no character of it reaches the shell.
+    shell_run("traceroute -q 1 " + shell_quote(record.trace_host) + " > /tmp/tracert");
+    have_output = read_text_file("/tmp/tracert", output);
+  }
+  if (!have_output) return 0;
+  record.trace_results.reset(json_object_new_array());
+  const std::vector<TraceHop> hops = parse_traceroute(output);
+  for (const TraceHop& hop : hops) {
+    json_object* entry = json_object_new_object();
+    json_object_object_add(entry, "Host", json_object_new_string(hop.host.c_str()));
+    json_object_object_add(entry, "HostAddress", json_object_new_string(hop.address.c_str()));
+    json_object_object_add(entry, "RTTimes", json_object_new_string(hop.time.c_str()));
+    json_object_array_add(record.trace_results.get(), entry);
+  }
+  return static_cast<int>(hops.size());
+}
+
+void ip_traceroute(std::string_view name, std::string_view value, std::string& text) {
+  ConnectionRecord* record = own_connection_record();
+  if (record == nullptr) {
+    std::printf("%s : var is NULL\n", "ip_traceroute");
+    return;
+  }
+  if (name == "DiagnosticsState") {
+    if (value == "Requested") {
+      record->trace_results.reset();
+      text = "Complete";
+    }
+  } else if (name == "Host") {
+    record->trace_host.assign(value.substr(0, 31));
+  } else if (name == "NumberOfTries") {
+    record->trace_tries = std::atoi(std::string(value).c_str());
+  } else if (name == "Timeout") {
+    record->trace_timeout = std::atoi(std::string(value).c_str());
+  } else if (name == "MaxHopCount") {
+    record->trace_max_hops = std::atoi(std::string(value).c_str());
+  } else if (name == "RouteHopsNumberOfEntries") {
+    text = std::to_string(do_traceroute(*record));
+  }
+}
+
+// A string member of element `index` of a per-connection list, when there is one.
+void list_member(const JsonPtr& list, int index, std::string_view name, std::string& text) {
+  if (!list || index < 0 || static_cast<std::size_t>(index) >= json_object_array_length(list.get())) return;
+  json_object* member = nullptr;
+  if (json_object_object_get_ex(json_object_array_get_idx(list.get(), static_cast<std::size_t>(index)),
+                                std::string(name).c_str(), &member))
+    text = json_object_get_string(member);
+}
+
+void traceroute_get(std::string_view name, int instance, std::string& text) {
+  ConnectionRecord* record = own_connection_record();
+  if (record == nullptr) {
+    std::printf("%s : var is NULL\n", "traceroute_get");
+    return;
+  }
+  list_member(record->trace_results, instance - 1, name, text);
+}
+
+void route_table(std::string_view name, std::string& text) {
+  if (name != "IPv4ForwardingNumberOfEntries") return;
+  ConnectionRecord* record = own_connection_record();
+  if (record == nullptr) {
+    std::printf("%s : var is NULL\n", "route_table");
+    return;
+  }
+  record->route_results.reset();
+  ShellResult r = shell_capture("route");
+  if (r.status < 0 && r.output.empty()) {
+    text = "0";
+    return;
+  }
+  record->route_results.reset(json_object_new_array());
+  const std::vector<Route> routes = parse_routes(r.output);
+  for (const Route& route : routes) {
+    json_object* entry = json_object_new_object();
+    json_object_object_add(entry, "DestIPAddress", json_object_new_string(route.destination.c_str()));
+    json_object_object_add(entry, "GatewayIPAddress", json_object_new_string(route.gateway.c_str()));
+    json_object_object_add(entry, "DestSubnetMask", json_object_new_string(route.mask.c_str()));
+    json_object_object_add(entry, "X_Halvo_Interface", json_object_new_string(route.interface.c_str()));
+    json_object_array_add(record->route_results.get(), entry);
+  }
+  text = std::to_string(routes.size());
+}
+
+void ipv4_fwd_get(std::string_view name, int instance, std::string& text) {
+  ConnectionRecord* record = own_connection_record();
+  if (record == nullptr) {
+    std::printf("%s : var is NULL\n", "ipv4_fwd_get");
+    return;
+  }
+  list_member(record->route_results, instance - 1, name, text);
+}
+
+// The WAN record, refreshed only by WanStatus; refresh and reads are serialised.
+struct WanInfoRecord {
+  std::mutex mutex;
+  std::string ip, status, mac;
+  int phy_rate = 0, rx_rate = 0, tx_rate = 0;
+  std::string first_mac;  // the first WAN MAC ever read, kept for the process
+};
+
+WanInfoRecord& wan_record() {
+  static WanInfoRecord record;
+  return record;
+}
+
+void wan_refresh(WanInfoRecord& record) {
+  record.ip.clear();
+  record.mac.clear();
+  record.rx_rate = record.tx_rate = 0;
+  record.phy_rate = wan_port_speed.load();
+  std::string text;
+  if (read_text_file("/tmp/wan_info", text)) {
+    const WanAddresses addresses = parse_wan_info(text);
+    record.ip = addresses.ip;
+    if (!addresses.mac.empty() && record.first_mac.empty()) record.first_mac = addresses.mac;
+    if (!addresses.mac.empty()) record.mac = record.first_mac;
+  }
+  record.status = record.phy_rate == 0 ? "LinkDown" : wan_ping_ok.load() != 0 ? "Enable" : "Disable";
+  std::string rates;
+  if (read_text_file("/tmp/bwm_result", rates, 8) && rates.size() == 8) {
+    std::array<std::int32_t, 2> values;
+    std::memcpy(values.data(), rates.data(), sizeof values);  // native byte order
+    record.rx_rate = values[0];
+    record.tx_rate = values[1];
+  }
+}
+
+void wan_information(std::string_view name, std::string& text) {
+  WanInfoRecord& record = wan_record();
+  std::lock_guard lock(record.mutex);
+  if (name == "WanStatus") {
+    wan_refresh(record);
+    text = record.status;
+  } else if (name == "Wan_IPAddress") {
+    text = record.ip;
+  } else if (name == "Wan_Mac") {
+    text = record.mac;
+  } else if (name == "Wan_PhyRate") {
+    text = std::to_string(record.phy_rate);
+  } else if (name == "Wan_RX_Rate") {
+    record.rx_rate = std::max(record.rx_rate, 0);
+    text = std::to_string(record.rx_rate);
+  } else if (name == "Wan_TX_Rate") {
+    record.tx_rate = std::max(record.tx_rate, 0);
+    text = std::to_string(record.tx_rate);
+  }
+}
+
+}  // namespace
+
+int diag_param_handler(std::string_view name, std::string_view value, ParseContext& context) {
+  std::string& text = context.text;
+  const int instance = context.innermost_instance();
+  if (!context.is_set()) {
+    switch (context.node_parent) {
+      case kFwCfg: return l2devCtrl_FWcfg_func_get(name, text, value);
+      case kRouteHop: traceroute_get(name, instance, text); return 0;
+      case kRouter: route_table(name, text); return 0;
+      case kForwarding: ipv4_fwd_get(name, instance, text); return 0;
+      case kWanInfo: wan_information(name, text); return 0;
+      default: return 0;
+    }
+  }
+  switch (context.node_parent) {
+    case kFwCfg: return l2devCtrl_FWcfg_func_set(name, value);
+    case kTraceRoute: ip_traceroute(name, value, text); return 0;
+    case kAutoCfg: return l2devCtrl_auto_config_func_set(name, value);
+    default: return 0;
+  }
+}
+
+}  // namespace pemo

@@ -1,0 +1,10 @@
+// Diagnostics and WAN information.
+#pragma once
+
+#include "request/context.h"
+
+namespace pemo {
+
+int diag_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+
+}  // namespace pemo

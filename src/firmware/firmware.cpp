@@ -1,0 +1,244 @@
+// Gateway firmware update: online check, download, image check and the hand-off
+// to the platform's flash script, on a detached worker.
+#include "firmware/firmware.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <mutex>
+#include <thread>
+
+#include "platform/files.h"
+#include "platform/shell.h"
+#include "platform/thread.h"
+
+namespace pemo {
+namespace {
+
+constexpr int kFailedQuery = -23;
+constexpr int kFileError = -18;
+constexpr int kNotWritable = -22;
+constexpr int kBusy = -26;
+
+enum FwState : int { kStateFailed = 0, kStateIdle = 1, kStateDownloading = 2, kStateFlashing = 4 };
+
+std::mutex& fw_status_lock() {
+  static std::mutex lock;
+  return lock;
+}
+
+struct DownloadWaitSetting {
+  std::mutex mutex;
+  DownloadWait wait;
+};
+
+DownloadWaitSetting& download_wait() {
+  static DownloadWaitSetting setting;
+  return setting;
+}
+
+void write_state(int state) {
+  std::lock_guard lock(fw_status_lock());
+  write_text_file("/tmp/fw_status", std::to_string(state) + "\n");
+}
+
+int download() {
+  std::string info;
+  if (!read_text_file("/tmp/fw_online_info", info)) return -24;
+  std::string locator;
+  for (const std::string& line : text_lines(info, 63)) {
+    if (line.find(".bin") != std::string::npos) {
+      locator = line;
+      break;
+    }
+  }
+  if (locator.empty()) return kBusy;
+  if (!write_text_file("/tmp/get_online_fw", "downloading")) return kFileError;
+  // The locator goes to the tool as one quoted argument (without a line end).
+  shell_run("get_online_fw " + shell_quote(locator) + " &");
+  DownloadWait wait;
+  {
+    std::lock_guard lock(download_wait().mutex);
+    wait = download_wait().wait;
+  }
+  std::string word = "downloading";
+  for (int k = 0; k < wait.steps; ++k) {
+    std::this_thread::sleep_for(wait.step);
+    std::string text;
+    if (read_text_file("/tmp/get_online_fw", text, 256)) word = std::string(first_word(text));
+    if (word == "success" || word == "fail") break;
+  }
+  if (word == "fail") return -1;
+  if (word == "downloading") {
+    shell_run("killall -9 get_online_fw");
+    shell_run("killall -9 wget");
+    write_text_file("/tmp/get_online_fw", "fail\n");
+    unlink_file("/tmp/rootfs");
+    return -1;
+  }
+  return 0;
+}
+
+int image_check() {
+  std::string text;
+  if (!read_text_file("/tmp/fw_mtd", text, 256)) return -1;
+  const std::string_view word = first_word(text);
+  if (word == "single" || word == "ff01" || word == "ffff") {
+    shell_run("fw_upgrade fw_check 1> /tmp/logfile 2> /dev/null");
+  } else {
+    // Read the flash flag afresh from the partition and hand it to the check.
+    shell_run("dd if=/dev/mtdblock3 of=/tmp/mtd3 bs=2 count=1");
+    shell_run("hexdump /tmp/mtd3 | grep '0000000'|cut -c '9-12' >/tmp/fw_mtd");
+    shell_run("fw_upgrade fw_check $(cat /tmp/fw_mtd) 1> /tmp/logfile 2> /dev/null");
+  }
+  return 0;
+}
+
+void fail_upgrade(bool remove_image) {
+  if (remove_image) unlink_file("/tmp/rootfs");
+  fw_flashing = false;
+  write_state(kStateFailed);
+  fw_upgrade_running = false;
+}
+
+void fw_upgrade_worker() {
+  write_state(kStateDownloading);
+  if (download() != 0) {
+    write_state(kStateFailed);
+    fw_upgrade_running = false;
+    return;
+  }
+  write_state(kStateFlashing);
+  fw_flashing = true;
+  if (image_check() != 0) return fail_upgrade(true);
+  std::string log;
+  if (!read_text_file("/tmp/logfile", log)) return fail_upgrade(false);
+  for (const std::string& line : text_lines(log, 63)) {
+    if (line.find("Wrong") != std::string::npos) {
+      unlink_file("/tmp/rootfs");
+      write_text_file("/tmp/fw_upgrade_status", "Fail\n");
+      return fail_upgrade(false);
+    }
+  }
+  // The flash script takes over and restarts the gateway; state 4 and both flags stay.
+  shell_run("sleep 1 && echo 1 > /proc/sys/vm/drop_caches");
+  shell_run("echo 'Firmware upgrading, Please wait !' > /dev/console");
+  shell_run("halvo_led_ctrl upgrate");
+  shell_run("do_fw_upgrade.sh &");
+}
+
+std::string update_status() {
+  std::string outcome;
+  if (read_text_file("/tmp/fw_upgrade_status", outcome))
+    return shell_capture("cat /tmp/fw_upgrade_status | tr -d '\n'", 49).output;
+  ShellResult r = shell_capture("cat /proc/sys/vm/drop_caches", 49);
+  return r.output == "1\n" ? "Firmware upgrading, Please wait !" : "Ready";
+}
+
+int new_version(bool latest, std::string& text) {
+  std::string version;
+  int rc = get_online_info(false, version);
+  if (rc < 0) return rc;
+  text = rc == 1 ? version : latest ? "No newer firmware exists" : "";
+  return 0;
+}
+
+}  // namespace
+
+std::string firmware_info_value(const std::string& text, std::string_view label) {
+  for (const std::string& line : text_lines(text, 127)) {
+    if (line.find(label) == std::string::npos) continue;
+    const std::size_t colon = line.find(':');
+    if (colon == std::string::npos) return {};
+    return std::string(first_word(std::string_view(line).substr(colon + 1)));
+  }
+  return {};
+}
+
+void fw_set_download_wait(DownloadWait wait) {
+  std::lock_guard lock(download_wait().mutex);
+  download_wait().wait = wait;
+}
+
+int get_online_info(bool query, std::string& version) {
+  if (query) {
+    shell_run("get_online_info");
+    if (read_first_word("/tmp/get_online_info") != "success") return kFailedQuery;
+  }
+  std::string info;
+  if (!read_text_file("/tmp/hvfw_info", info)) return kFailedQuery;
+  version = firmware_info_value(info, "FW version");
+  std::string running;
+  if (!read_text_file("/tmp/firmware_version", running)) return kFileError;
+  return first_word(running) != version ? 1 : 0;
+}
+
+int fw_upgrade_start() {
+  bool expected = false;
+  if (!fw_upgrade_running.compare_exchange_strong(expected, true)) return kBusy;
+  if (spawn_detached(fw_upgrade_worker) != 0) {
+    fw_upgrade_running = false;
+    return kBusy;
+  }
+  return 0;
+}
+
+int fw_state_read(std::string& text) {
+  std::lock_guard lock(fw_status_lock());
+  if (!file_exists("/tmp/fw_status")) {
+    text = "1";
+    return 0;
+  }
+  std::string content;
+  if (!read_text_file("/tmp/fw_status", content, 64)) {
+    text = "1";
+    return kFileError;
+  }
+  text = std::string(first_word(content));
+  return 0;
+}
+
+int fw_param_handler(std::string_view, std::string_view raw_value, ParseContext& context) {
+  const std::string keyword = context.text;
+  const std::string_view value = cut_at_quotes(raw_value);
+  std::string& text = context.text;
+  const bool set = context.is_set();
+  if (keyword == "GET_SOFT_VER") {
+    if (set) return kNotWritable;
+    std::string running;
+    if (!read_text_file("/tmp/firmware_version", running)) return kFileError;
+    text = std::string(first_word(running));
+    return 0;
+  }
+  if (keyword == "CHECK_SOFT_VER" || keyword == "HAS_NEW_SOFT") {
+    std::string version;
+    int rc = get_online_info(keyword == "CHECK_SOFT_VER", version);
+    text = std::to_string(rc);
+    return rc;
+  }
+  if (keyword == "NEW_FW_DATE") {
+    std::string info;
+    if (!read_text_file("/tmp/hvfw_info", info)) return kFileError;
+    // Without a "Release date" line the date reads as empty.
+    text = firmware_info_value(info, "Release date");
+    return 0;
+  }
+  if (keyword == "FW_UPGRADE_STATUS") return fw_state_read(text);
+  if (keyword == "GET_NEW_SOFT_VER") return new_version(false, text);
+  if (keyword == "GET_LATESTSOFT_VER") return set ? kNotWritable : new_version(true, text);
+  if (keyword == "UPDATE_SOFT_VER") {
+    if (!set) {
+      text = "0";
+      return 0;
+    }
+    return value == "1" ? fw_upgrade_start() : kEmptySetValue;
+  }
+  if (keyword == "UPDATE_SOFT_STATUS") {
+    if (set) return kNotWritable;
+    text = update_status();
+    return 0;
+  }
+  return 0;
+}
+
+}  // namespace pemo

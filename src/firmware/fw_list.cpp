@@ -1,0 +1,212 @@
+// Extender firmware: the list of extenders with new firmware, their upgrade
+// control through the 1905 tool, and the RSSI lookup.
+#include <json-c/json.h>
+
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+#include "firmware/firmware.h"
+#include "platform/files.h"
+#include "platform/json.h"
+#include "platform/probe_db.h"
+#include "platform/shell.h"
+
+namespace pemo {
+namespace {
+
+// The tool's command is composed in 128 bytes: one that would not fit is refused
+// and its texts stay pending.
+constexpr std::size_t kMaxCommand = 127;
+
+// The list and every pending text are shared by all connections; one lock
+// serialises their updates and reads.
+struct ExtenderFirmware {
+  std::mutex mutex;
+  JsonPtr list;  // {"i1": {...}, ...}; none before the first FWNumberOfEntries
+  int count = 0;
+  std::string autocfg_mac, autocfg_option;
+  std::string fw_mac, fw_option, fw_additional_option, fw_additional_url;
+  std::string state_mac;
+  std::string rssi_mac;
+};
+
+ExtenderFirmware& state() {
+  static ExtenderFirmware s;
+  return s;
+}
+
+int extra_int(json_object* extra, const char* key) {
+  json_object* value = nullptr;
+  return json_object_object_get_ex(extra, key, &value) ? json_object_get_int(value) : 0;
+}
+
+void ExtraInfo_get(ExtenderFirmware& s) {
+  s.list.reset(json_object_new_object());
+  s.count = 0;
+  QueryTable table;
+  probe_db_query("SELECT ALMac,HostName,ExtraInfo FROM Device where [DevType]='L2Device' AND "
+                 "([Alive]=1 OR ([Alive]=0 AND [nNotAlive] <= 2));",
+                 table);
+  for (int row = 1; row <= table.rows(); ++row) {
+    const char* extra_text = table.cell(row, 2);
+    JsonPtr extra(extra_text != nullptr ? json_tokener_parse(extra_text) : nullptr);
+    if (!json_object_is_type(extra.get(), json_type_object) || extra_int(extra.get(), "Newfirmware") != 1)
+      continue;
+    json_object* entry = json_object_new_object();
+    json_object_object_add(entry, "ALMac", json_object_new_string(table.cell(row, 0) ? table.cell(row, 0) : ""));
+    json_object_object_add(entry, "HostName", json_object_new_string(table.cell(row, 1) ? table.cell(row, 1) : ""));
+    json_object_object_add(entry, "ExtraInfo", extra.release());
+    json_object_object_add(s.list.get(), ("i" + std::to_string(++s.count)).c_str(), entry);
+  }
+}
+
+void list_value(ExtenderFirmware& s, std::string_view name, int instance, std::string& text) {
+  if (!s.list) return;  // before the first rebuild nothing is written
+  static constexpr struct {
+    const char* member;
+    const char* getter;
+    const char* key;
+    bool in_extra;
+    bool integer;
+  } kValues[] = {
+      {"ModelName", "get_ModelName", "HostName", false, false},
+      {"MACAddress", "get_MACAddress", "ALMac", false, false},
+      {"Newfirmware", "get_Newfirmware", "Newfirmware", true, true},
+      {"NewFWUpgradeState", "get_NewFWUpgradeState", "NewfirmwareUpgradeState", true, true},
+      {"NewFWUpgradeVersion", "get_NewFWUpgradeVersion", "Newfirmwareversion", true, false},
+      {"Newfirmwaredate", "get_Newfirmwaredate", "Newfirmwaredate", true, false},
+  };
+  for (const auto& v : kValues) {
+    if (name != v.member) continue;
+    const std::string key = "i" + std::to_string(instance);
+    json_object* entry = nullptr;
+    if (!json_object_object_get_ex(s.list.get(), key.c_str(), &entry)) {
+      std::printf("%s : Can't get object %s\n", v.getter, key.c_str());
+      return;
+    }
+    json_object* holder = entry;
+    if (v.in_extra) json_object_object_get_ex(entry, "ExtraInfo", &holder);
+    json_object* value = nullptr;
+    const bool present = json_object_object_get_ex(holder, v.key, &value);
+    if (v.integer)
+      text = std::to_string(present ? json_object_get_int(value) : 0);
+    else
+      text = present ? json_object_get_string(value) : "";  // a missing text reads as empty
+    return;
+  }
+}
+
+void run_tool(const char* function, const std::string& command) {
+  std::printf("%s : syscmd %s\n", function, command.c_str());
+  shell_run(command);
+}
+
+}  // namespace
+
+int fw_list_param_handler(std::string_view name, std::string_view raw_value, ParseContext& context) {
+  const std::string_view value = cut_at_quotes(raw_value);
+  if (context.is_set()) return value.empty() ? kEmptySetValue : 0;
+  ExtenderFirmware& s = state();
+  std::lock_guard lock(s.mutex);
+  std::string& text = context.text;
+  if (name == "FWNumberOfEntries") {
+    ExtraInfo_get(s);
+    text = std::to_string(s.count);
+  } else if (name == "HostMAC") {
+    s.rssi_mac.assign(value.substr(0, 17));
+    text.assign(value);
+  } else if (name == "RSSI") {
+    probe_db_lookup("SELECT Rssi FROM Device where [ALMac]='%s' OR [DevMac]='%s';", s.rssi_mac, text);
+  } else {
+    list_value(s, name, context.innermost_instance(), text);
+  }
+  return 0;
+}
+
+int l2devCtrl_auto_config_func_set(std::string_view name, std::string_view value) {
+  ExtenderFirmware& s = state();
+  std::lock_guard lock(s.mutex);
+  if (name == "HostMAC") s.autocfg_mac.assign(value.substr(0, 19));
+  if (name == "ControlOption") s.autocfg_option.assign(value.substr(0, 7));
+  if (s.autocfg_mac.empty() || s.autocfg_option.empty()) return 0;
+  const std::string command =
+      "/usr/sbin/hv1905App 7 " + shell_quote(s.autocfg_mac) + " " + shell_quote(s.autocfg_option);
+  if (command.size() > kMaxCommand) return 0;
+  run_tool("l2devCtrl_auto_config_func_set", command);
+  s.autocfg_mac.clear();
+  s.autocfg_option.clear();
+  return 0;
+}
+
+int l2devCtrl_FWcfg_func_set(std::string_view name, std::string_view value) {
+  ExtenderFirmware& s = state();
+  std::lock_guard lock(s.mutex);
+  const char* self = "l2devCtrl_FWcfg_func_set";
+  const std::string text(value);
+  if (name == "HostMAC") {
+    s.fw_mac.assign(value.substr(0, 19));
+    std::printf("%s : MAC : %s\n", self, text.c_str());
+  } else if (name == "ControlOption") {
+    s.fw_option.assign(value.substr(0, 7));
+    std::printf("%s : ControlOption %s\n", self, text.c_str());
+  } else if (name == "AdditionalOption") {
+    s.fw_additional_option.assign(value.substr(0, 7));
+    std::printf("%s : AdditionalOption : %s\n", self, text.c_str());
+  } else if (name == "AdditionalURL") {
+    s.fw_additional_url.assign(value);
+    std::printf("%s : AdditionalURL : %s\n", self, text.c_str());
+  }
+  if (s.fw_mac.empty() || s.fw_option.empty()) return 0;
+  std::string command = "/usr/sbin/hv1905App 9 " + shell_quote(s.fw_mac) + " " + shell_quote(s.fw_option);
+  if (!s.fw_additional_option.empty() && !s.fw_additional_url.empty())
+    command += " " + shell_quote(s.fw_additional_option) + " " + shell_quote(s.fw_additional_url);
+  else
+    command += " 0 NULL";
+  if (command.size() > kMaxCommand) return 0;  // refused: the texts stay pending
+  run_tool(self, command);
+  s.fw_mac.clear();
+  s.fw_option.clear();
+  s.fw_additional_option.clear();
+  s.fw_additional_url.clear();
+  return 0;
+}
+
+int l2devCtrl_FWcfg_func_get(std::string_view name, std::string& text, std::string_view value) {
+  ExtenderFirmware& s = state();
+  std::lock_guard lock(s.mutex);
+  const char* self = "l2devCtrl_FWcfg_func_get";
+  if (name == "HostMAC") {
+    s.state_mac.assign(value.substr(0, 17));
+    std::printf("%s : MAC : %s\n", self, s.state_mac.c_str());
+    text.assign(value);
+  } else if (name == "NewFWUpgradeState") {
+    QueryTable table;
+    probe_db_query(sql_format("SELECT ExtraInfo FROM Device WHERE [DevType]='L2Device' AND [ALMac]='%s';",
+                              s.state_mac),
+                   table);
+    if (const char* extra = table.cell(1, 0)) {
+      JsonPtr info(json_tokener_parse(extra));
+      const int upgrade_state = extra_int(info.get(), "NewfirmwareUpgradeState");
+      std::printf("%s : NewFWUpgradeState : %d\n", self, upgrade_state);
+      text = std::to_string(upgrade_state);
+    }
+  } else if (name == "NewFWUpgradeSuccess") {
+    int success = 0;
+    std::string results;
+    if (read_text_file("/tmp/hv1905_FWupgrade", results)) {
+      // The last line decides.
+      for (const std::string& line : text_lines(results, 63)) {
+        std::printf("buf = %s \n", line.c_str());
+        std::printf("FWUpgradeState_mac = %s \n", s.state_mac.c_str());
+        success = line.compare(0, 17, s.state_mac.substr(0, 17)) == 0 && line.size() >= 17 ? 1 : 0;
+      }
+    }
+    std::printf("%s : state : %d\n", self, success);
+    text = std::to_string(success);
+    s.state_mac.clear();
+  }
+  return 0;
+}
+
+}  // namespace pemo

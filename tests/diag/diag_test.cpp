@@ -1,0 +1,154 @@
+// Readers of platform output, traceroute, routing table, WAN information, and
+// the WAN watcher.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "core/connection.h"
+#include "core/wan_watch.h"
+#include "diag/probes.h"
+#include "diag/wan_state.h"
+#include "platform/json.h"
+#include "request/parser.h"
+#include "support/sandbox.h"
+
+namespace pemo {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(PlatformOutput, PingStatistics) {
+  EXPECT_EQ(ping_received("PING x\n--- x ping statistics ---\n6 packets transmitted, 4 packets received, 33% loss\n"), 4);
+  EXPECT_EQ(ping_received("6 packets transmitted, 0 received, 100% packet loss, time 5005ms\n"), 0);
+  EXPECT_EQ(ping_received("ping: connect: Network is unreachable\n"), std::nullopt);
+  EXPECT_EQ(ping_received("transmitted"), 0);
+}
+
+TEST(PlatformOutput, PortSpeed) {
+  EXPECT_EQ(port_speed("Port 4: 1000M\n"), 1000);
+  EXPECT_EQ(port_speed("Port 4: off-link\n"), 0);
+  EXPECT_EQ(port_speed("Port 3: 100M"), std::nullopt);
+  EXPECT_EQ(port_speed(""), std::nullopt);
+}
+
+TEST(PlatformOutput, TracerouteHops) {
+  auto hops = parse_traceroute(
+      "traceroute to h (1.2.3.4), 30 hops max\n"
+      " 1  gw.example (10.0.0.1)  1.204 ms\n"
+      " 2  *\n"
+      " 3  garbage that does not scan\n"
+      " 4  h (1.2.3.4)  9.5 ms\n");
+  ASSERT_EQ(hops.size(), 4u);
+  EXPECT_EQ(hops[0].host, "gw.example");
+  EXPECT_EQ(hops[0].address, "10.0.0.1");
+  EXPECT_EQ(hops[0].time, "1.204");
+  EXPECT_EQ(hops[1].address, "*");
+  EXPECT_EQ(hops[2].address, "*") << "an unscannable line repeats the hop before it";
+  EXPECT_EQ(hops[3].time, "9.5");
+}
+
+TEST(PlatformOutput, RoutesAndWanInfo) {
+  auto routes = parse_routes(
+      "Kernel IP routing table\nDestination Gateway Genmask Flags Metric Ref Use Iface\n"
+      "default 100.64.0.1 0.0.0.0 UG 0 0 0 eth4\n192.168.1.0 * 255.255.255.0 U 0 0 0 br-lan\n");
+  ASSERT_EQ(routes.size(), 2u);
+  EXPECT_EQ(routes[0].destination, "default");
+  EXPECT_EQ(routes[1].gateway, "");
+  EXPECT_EQ(routes[1].interface, "br-lan");
+  WanAddresses wan = parse_wan_info("ipaddr: 100.64.1.2 x\nmac:02:aa:bb:cc:dd:ee\nnoise\n");
+  EXPECT_EQ(wan.ip, "100.64.1.2");
+  EXPECT_EQ(wan.mac, "02:aa:bb:cc:dd:ee");
+}
+
+class Diagnostics : public testing::Test {
+ protected:
+  void SetUp() override {
+    PEMO_REQUIRE_SANDBOX();
+    ASSERT_EQ(connection_record_add(std::this_thread::get_id()), 0);
+  }
+  void TearDown() override { connection_record_remove(std::this_thread::get_id()); }
+  std::string device(const std::string& object, bool set = false) {
+    JsonPtr document(json_tokener_parse((R"({"Device":)" + object + "}").c_str()));
+    ParseContext context = new_parse_context(set);
+    int r = message_parser(document.get(), context);
+    if (r < 0) return "<" + std::to_string(r) + ">";
+    return json_object_to_json_string_ext(json_object_object_get(document.get(), "Device"), JSON_C_TO_STRING_PLAIN);
+  }
+  test::RecordingRunner recorder_;
+  ScopedRunner scoped_{recorder_};
+};
+
+TEST_F(Diagnostics, TracerouteKeepsItsHopsForTheConnection) {
+  EXPECT_EQ(device(R"({"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"Host":""}}}}}})"),
+            R"({"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"Host":""}}}}}})");
+  test::write_file("/tmp/tracert", "traceroute to x\n 1  a (10.0.0.1)  1.0 ms\n 2  * * *\n");
+  EXPECT_EQ(device(R"j({"IP":{"Diagnostics":{"TraceRoute":{"Host":"x; reboot $(id)","NumberOfTries":3,)j"
+                   R"("DiagnosticsState":"Requested","RouteHopsNumberOfEntries":0}}}})", true),
+            R"j({"IP":{"Diagnostics":{"TraceRoute":{"Host":"x; reboot $(id)","NumberOfTries":3,)j"
+            R"("DiagnosticsState":"Complete","RouteHopsNumberOfEntries":2}}}})");
+  EXPECT_EQ(recorder_.commands().back(), "traceroute -q 1 'x; reboot $(id)' > /tmp/tracert");
+  EXPECT_EQ(device(R"({"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"HostAddress":"","RTTimes":""},)"
+                   R"("i2":{"Host":""},"i3":{"Host":""}}}}}})"),
+            R"({"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"HostAddress":"10.0.0.1","RTTimes":"1.0"},)"
+            R"("i2":{"Host":"*"},"i3":{"Host":""}}}}}})");
+}
+
+TEST_F(Diagnostics, RoutingTablePerConnection) {
+  recorder_.answer("route", ShellResult{0, false,
+                                        "Kernel IP routing table\nDestination Gateway Genmask Flags Metric Ref Use Iface\n"
+                                        "default 100.64.0.1 0.0.0.0 UG 0 0 0 eth4\n"
+                                        "192.168.1.0 * 255.255.255.0 U 0 0 0 br-lan\n"});
+  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"Router":{"IPv4ForwardingNumberOfEntries":0,"IPv4Forwarding":{)"
+                   R"("i2":{"GatewayIPAddress":"x","X_Halvo_Interface":""},"i3":{"DestIPAddress":""}}}}})"),
+            R"({"X_Halvo_Ext":{"Router":{"IPv4ForwardingNumberOfEntries":2,"IPv4Forwarding":{)"
+            R"("i2":{"GatewayIPAddress":"","X_Halvo_Interface":"br-lan"},"i3":{"DestIPAddress":""}}}}})");
+}
+
+TEST_F(Diagnostics, WanStatusAndRates) {
+  const std::string wan = R"({"X_Halvo_Ext":{"DeviceInfo":{"WanInfo":{"WanStatus":"","Wan_IPAddress":"","Wan_Mac":"",)"
+                          R"("Wan_PhyRate":0,"Wan_RX_Rate":0,"Wan_TX_Rate":0}}}})";
+  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"DeviceInfo":{"WanInfo":{"Wan_IPAddress":"x"}}}})"),
+            R"({"X_Halvo_Ext":{"DeviceInfo":{"WanInfo":{"Wan_IPAddress":""}}}})");
+  test::write_file("/tmp/wan_info", "ipaddr: 100.64.1.2\nmac: 02:00:00:00:00:01\n");
+  const std::int32_t rates[2] = {-5, 7000};
+  test::write_file("/tmp/bwm_result", std::string(reinterpret_cast<const char*>(rates), sizeof rates));
+  wan_port_speed = 0;
+  wan_ping_ok = 1;
+  EXPECT_EQ(device(wan), R"({"X_Halvo_Ext":{"DeviceInfo":{"WanInfo":{"WanStatus":"LinkDown","Wan_IPAddress":"100.64.1.2",)"
+                         R"("Wan_Mac":"02:00:00:00:00:01","Wan_PhyRate":0,"Wan_RX_Rate":0,"Wan_TX_Rate":7000}}}})");
+  wan_port_speed = 1000;
+  test::write_file("/tmp/wan_info", "ipaddr: 100.64.1.3\nmac: 02:00:00:00:00:02\n");
+  const std::string reply = device(wan);
+  EXPECT_NE(reply.find(R"("WanStatus":"Enable")"), std::string::npos) << reply;
+  EXPECT_NE(reply.find(R"("Wan_Mac":"02:00:00:00:00:01")"), std::string::npos) << "the first MAC is kept";
+  EXPECT_NE(reply.find(R"("Wan_PhyRate":1000)"), std::string::npos);
+  wan_ping_ok = 0;
+  EXPECT_NE(device(wan).find(R"("WanStatus":"Disable")"), std::string::npos);
+}
+
+TEST(WanWatcher, ProbesOnlyWhileConnectionsAreOpen) {
+  PEMO_REQUIRE_SANDBOX();
+  test::RecordingRunner recorder;
+  recorder.answer("ping", ShellResult{0, false, {}});
+  recorder.answer("portspeed", ShellResult{0, false, "Port 4: off-link\n"});
+  ScopedRunner scoped(recorder);
+  test::write_file("/tmp/ping.wan", "6 packets transmitted, 6 packets received\n");
+  wan_chk_init();
+  std::this_thread::sleep_for(300ms);
+  EXPECT_TRUE(recorder.commands().empty()) << "no ping while no connection is open";
+  active_connections = 1;
+  wan_first_connection();
+  EXPECT_EQ(recorder.commands().at(0), "ping -c 6 8.8.8.8 > /tmp/ping.wan 2>&1");
+  EXPECT_EQ(wan_ping_ok.load(), 1);
+  EXPECT_EQ(wan_port_speed.load(), 0);
+  std::this_thread::sleep_for(1500ms);
+  EXPECT_GE(recorder.commands().size(), 4u) << "the watcher probes on while connected";
+  active_connections = 0;
+  std::this_thread::sleep_for(1200ms);
+  const auto settled = recorder.commands().size();
+  std::this_thread::sleep_for(1200ms);
+  EXPECT_EQ(recorder.commands().size(), settled);
+}
+
+}  // namespace
+}  // namespace pemo
