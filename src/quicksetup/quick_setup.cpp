@@ -1,0 +1,112 @@
+// Quick setup: WAN link, Wi-Fi button, Internet reachability, WAN type, and the
+// WAN settings the application collects on first run.
+#include <mutex>
+#include <string>
+
+#include "platform/cfg.h"
+#include "platform/files.h"
+#include "platform/shell.h"
+#include "quicksetup/quicksetup.h"
+
+namespace pemo {
+namespace {
+
+constexpr int kTovi123 = 276;
+constexpr int kWan = 282;
+constexpr int kStatic = 284;
+constexpr int kPppoe = 289;
+constexpr int kPptp = 293;
+
+// The status reads share fixed temporary files with fixed names; one lock per
+// file keeps two connections from reading or removing each other's output.
+std::mutex& link_file_lock() {
+  static std::mutex lock;
+  return lock;
+}
+
+std::mutex& wan_type_file_lock() {
+  static std::mutex lock;
+  return lock;
+}
+
+void wan_link_state_read(std::string& text) {
+  std::lock_guard lock(link_file_lock());
+  shell_run("sys portspeed 4 | grep off-link > /tmp/wanHWConnection");
+  const std::string word = read_first_word("/tmp/wanHWConnection");
+  text = word.empty() ? "1" : "0";
+  unlink_file("/tmp/wanHWConnection");
+}
+
+void wifi_button_state_read(std::string& text) {
+  text = read_first_word("/tmp/wlan_on").substr(0, 9);
+}
+
+void internet_state_read(std::string& text) {
+  if (read_first_word("/tmp/connect_internet").empty()) {
+    text = "0";
+    return;
+  }
+  text = "1";
+  cfg_apply("web-redirect");
+}
+
+void wps_watch_stop(std::string_view value) {
+  if (value != "1") return;
+  shell_run("kill $(ps | grep 'watch -tn 1 wps_conf_24G' | grep 'grep' -v | awk '{print $1}')");
+  shell_run("kill $(ps | grep 'watch -tn 1 wps_conf_5G' | grep 'grep' -v | awk '{print $1}')");
+  shell_run("kill $(ps | grep 'watch -tn 5 wps_conf_5G' | grep 'grep' -v | awk '{print $1}')");
+}
+
+std::string read_option(const char* path, int* result = nullptr) {
+  std::string value = path;
+  int rc = cfg_get(value, kNameCapacity);
+  if (result != nullptr) *result = rc;
+  return rc < 0 ? "" : value;
+}
+
+int wan_type_read(std::string& text) {
+  const std::string ifname = read_option("network.wan.ifname");
+  int rc = 0;
+  const std::string proto = read_option("network.wan.proto", &rc);
+  std::lock_guard lock(wan_type_file_lock());
+  shell_run("ifconfig " + shell_quote(ifname) + " | grep \"inet addr:\" > /tmp/wanType");
+  const bool has_address = !read_first_word("/tmp/wanType").empty();
+  // A DHCP WAN that has no address yet is reported as PPPoE.
+  text = !has_address && proto == "dhcp" ? "pppoe" : proto;
+  unlink_file("/tmp/wanType");
+  return rc;
+}
+
+}  // namespace
+
+int quick_setup_param_handler(std::string_view name, std::string_view value, ParseContext& context) {
+  std::string& text = context.text;
+  switch (context.node_parent) {
+    case kTovi123:
+      if (name == "WiFiHWButton") wifi_button_state_read(text);
+      else if (name == "WanHWConnection") wan_link_state_read(text);
+      else if (name == "WanInternetConnection") internet_state_read(text);
+      else if (name == "WiFiAction") wps_watch_stop(value);
+      else if (name == "WanType") return wan_type_read(text);
+      return 0;
+    case kWan:
+    case kStatic:
+    case kPppoe:
+    case kPptp:
+      // Reads are reads: the WAN members are written only by a set request.
+      if (!context.is_set()) return 0;
+      if (context.node_parent == kWan) {
+        if (value != "DHCP") return 0;
+        wan_change_prepare();
+        return wan_dhcp_write();
+      }
+      wan_change_prepare();
+      if (context.node_parent == kStatic) return wan_static_write(name, value);
+      if (context.node_parent == kPppoe) return wan_pppoe_write(name, value);
+      return wan_pptp_write(name, value);
+    default:
+      return 0;
+  }
+}
+
+}  // namespace pemo

@@ -1,0 +1,96 @@
+// WAN type configuration in the `network` package, put into effect afterwards by
+// wan_apply on the request layer's WAN apply worker.
+#include <string>
+
+#include "platform/cfg.h"
+#include "platform/shell.h"
+#include "quicksetup/quicksetup.h"
+
+namespace pemo {
+namespace {
+
+// "USER,%s" is built in a 64-byte area: a longer server list is refused, not cut.
+constexpr std::size_t kMaxDns = 58;
+
+int wan_dns_write(std::string_view mode, std::string_view value = {}) {
+  if (mode == "USER") {
+    if (value.size() > kMaxDns) return kEmptySetValue;
+    return cfg_set("network.wan.dns1", "USER," + std::string(value));
+  }
+  if (mode == "ISP") return cfg_set("network.wan.dns1", "ISP,");
+  return 0;
+}
+
+int set_protocol(const char* proto) {
+  cfg_set("network.wan.proto", proto);
+  return cfg_set("network.wan.v6_proto", proto);
+}
+
+}  // namespace
+
+int wan_change_prepare() {
+  cfg_set("system.main.Tovi123", "1");
+  std::string proto = "network.wan.proto";
+  int rc = cfg_get(proto, kNameCapacity);
+  if (rc < 0) proto.clear();
+  shell_run("echo 1 > /var/update_dns_lock");
+  shell_run("echo " + shell_quote(proto) + " > /tmp/old_wan_proto");
+  return rc;
+}
+
+int wan_dhcp_write() {
+  set_protocol("dhcp");
+  return wan_dns_write("ISP");
+}
+
+int wan_static_write(std::string_view name, std::string_view value) {
+  int rc = set_protocol("static");
+  if (name == "StaticIP") return cfg_set("network.wan.ipaddr", value);
+  if (name == "Netmask") return cfg_set("network.wan.netmask", value);
+  if (name == "Gateway") return cfg_set("network.wan.gateway", value);
+  if (name == "Dns") return wan_dns_write("USER", value);
+  return rc;
+}
+
+int wan_pppoe_write(std::string_view name, std::string_view value) {
+  set_protocol("pppoe");
+  cfg_set("network.wan.demand", "");
+  cfg_set("network.wan.mtu", "1492");
+  int rc = wan_dns_write("ISP");
+  // Credentials are user data: stored exactly as received.
+  if (name == "Account") return cfg_set("network.wan.username", value);
+  if (name == "Password") return cfg_set("network.wan.password", value);
+  if (name == "StaticWan") return cfg_set("network.wan.pppoeWanIpAddr", value);
+  return rc;
+}
+
+int wan_pptp_write(std::string_view name, std::string_view value) {
+  set_protocol("pptp");
+  cfg_set("network.vpn.v6_proto", "static");
+  cfg_set("network.vpn.pptp_Nailedup", "1");
+  cfg_set("network.vpn.pptpWanIPMode", "1");
+  int rc = cfg_set("network.vpn.pptp_Encryption", "Auto");
+  static constexpr struct {
+    const char* member;
+    const char* option;
+  } kOptions[] = {{"StaticIP", "network.wan.ipaddr"},        {"Netmask", "network.wan.netmask"},
+                  {"Gateway", "network.wan.gateway"},        {"Type", "network.vpn.proto"},
+                  {"Account", "network.vpn.pptp_username"},  {"Password", "network.vpn.pptp_password"},
+                  {"ServerIP", "network.vpn.pptp_serverip"}};
+  for (const auto& entry : kOptions)
+    if (name == entry.member) return cfg_set(entry.option, value);
+  return rc;
+}
+
+int wan_apply() {
+  // Every WAN change leaves the gateway in IPv4-only operation; the results of
+  // these writes are not looked at, only the apply's.
+  cfg_set("network.wan.ipv4", "1");
+  cfg_set("network.wan.ipv6", "0");
+  cfg_set("network.wan.ipv6Enable", "0");
+  cfg_set("network.wan.IP_version", "IPv4_Only");
+  cfg_set("network.general.config_section", "wan");
+  return cfg_apply("network");
+}
+
+}  // namespace pemo
