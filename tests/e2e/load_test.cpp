@@ -1,0 +1,113 @@
+// 64 application connections at once, each making 500 mixed gets and sets.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "support/gateway.h"
+#include "support/sandbox.h"
+
+namespace pemo {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int kClients = 64;
+constexpr int kRequests = 500;
+
+pid_t agent_of(const test::SimGateway& gateway) {
+  const std::string root = gateway.path("/");
+  const std::string init = root.substr(6, root.find('/', 6) - 6);
+  std::ifstream children("/proc/" + init + "/task/" + init + "/children");
+  for (pid_t child; children >> child;) {
+    std::ifstream comm("/proc/" + std::to_string(child) + "/comm");
+    std::string name;
+    comm >> name;
+    if (name == "pemo-agent") return child;
+  }
+  return -1;
+}
+
+long status_field(pid_t pid, const std::string& field) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.rfind(field + ":", 0) == 0) return std::stol(line.substr(field.size() + 1));
+  return -1;
+}
+
+long open_fds(pid_t pid) {
+  long count = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd"))
+    ++count;
+  return count;
+}
+
+std::string mac_of(int client) {
+  char mac[18];
+  std::snprintf(mac, sizeof mac, "02:10:aa:00:00:%02x", client);
+  return mac;
+}
+
+// One pass: every client connects, then alternates a get and a rename of its own host.
+int run_pass(const test::SimGateway& gateway, int requests, std::atomic<int>& errors) {
+  std::vector<client::Session> sessions;
+  for (int c = 0; c < kClients; ++c) sessions.push_back(gateway.connect());
+  std::vector<std::thread> clients;
+  for (int c = 0; c < kClients; ++c) {
+    clients.emplace_back([&, c] {
+      client::Reply reply;
+      std::string error;
+      for (int k = 0; k < requests; ++k) {
+        const bool set = k % 2 == 1;
+        const std::string text =
+            set ? R"({"Device":{"X_Halvo_Ext":{"DevNameChange":{"HostMAC":")" + mac_of(c) + R"(","Name":"c)" +
+                      std::to_string(c) + "-" + std::to_string(k) + R"("}}}})"
+                : R"({"Device":{"WiFi":{"SSID":{"i1":{"SSID":""}}}}})";
+        if (!sessions[static_cast<std::size_t>(c)].exchange(set ? kTypeParamSet : kTypeParamGet, text, "5927",
+                                                            reply, error) ||
+            reply.status() <= 0)
+          ++errors;
+      }
+    });
+  }
+  for (auto& client : clients) client.join();
+  return kClients * requests;
+}
+
+TEST(Load, SixtyFourClientsLoseNothingAndLeakNothing) {
+  PEMO_REQUIRE_SANDBOX();
+  test::SimGateway gateway;
+  ASSERT_TRUE(gateway.start({"-d", "3"}));
+  std::string rows;
+  for (int c = 0; c < kClients; ++c)
+    rows += "INSERT INTO Device (DevType,DevMac,Alive,nNotAlive) VALUES ('Host','" + mac_of(c) + "',1,0);";
+  gateway.sql(rows);
+  const pid_t agent = agent_of(gateway);
+  ASSERT_GT(agent, 0);
+
+  std::atomic<int> errors{0};
+  run_pass(gateway, 4, errors);  // warm-up: every path once, every thread stack used
+  std::this_thread::sleep_for(1s);
+  const long memory = status_field(agent, "RssAnon");
+  const long threads = status_field(agent, "Threads");
+  const long fds = open_fds(agent);
+
+  run_pass(gateway, kRequests, errors);
+  EXPECT_EQ(errors.load(), 0);
+  for (int c = 0; c < kClients; ++c) {
+    EXPECT_EQ(gateway.sql("SELECT DevName FROM Device WHERE DevMac='" + mac_of(c) + "';"),
+              std::vector<std::string>{"c" + std::to_string(c) + "-" + std::to_string(kRequests - 1)})
+        << "client " << c;
+  }
+  std::this_thread::sleep_for(1s);  // the connection threads end after their clients
+  EXPECT_EQ(status_field(agent, "Threads"), threads);
+  EXPECT_EQ(open_fds(agent), fds);
+  EXPECT_LT(status_field(agent, "RssAnon") - memory, 1024) << "KiB of growth";
+  std::printf("load: %d requests, agent memory %ld -> %ld KiB\n", kClients * kRequests, memory,
+              status_field(agent, "RssAnon"));
+}
+
+}  // namespace
+}  // namespace pemo
