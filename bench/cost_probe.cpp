@@ -1,0 +1,42 @@
+// Runs one fixed operation once, for callgrind's instruction count.
+// Usage: pemo_cost_probe cipher|cfg_get|walk
+#include <cstdio>
+#include <string>
+
+#include <valgrind/callgrind.h>
+
+#include "core/cipher.h"
+#include "platform/cfg.h"
+#include "platform/json.h"
+#include "request/parser.h"
+#include "support/sandbox.h"
+#include "workloads.h"
+
+int main(int argc, char** argv) {
+  using namespace pemo;
+  std::string why;
+  if (argc != 2 || !test::enter_sandbox(why)) {
+    std::fprintf(stderr, "usage: pemo_cost_probe cipher|cfg_get|walk (needs namespaces: %s)\n", why.c_str());
+    return 2;
+  }
+  test::seed_gateway_config();
+  test::RecordingRunner recorder;
+  ScopedRunner scoped(recorder);
+  const std::string what = argv[1];
+  std::string payload(4092, 'x');
+  std::string buffer = "wireless.@wifi-iface[4].ssid";
+  cfg_get(buffer);  // warm: the measured read is the steady-state one
+  CALLGRIND_START_INSTRUMENTATION;
+  if (what == "cipher") {
+    SessionCipher("homegateway-key").crypt(payload.data(), payload.size());
+  } else if (what == "cfg_get") {
+    buffer = "wireless.@wifi-iface[4].ssid";
+    cfg_get(buffer);
+  } else if (what == "walk") {
+    JsonPtr document(json_tokener_parse(bench::kWifiRead.c_str()));
+    ParseContext context = new_parse_context(false);
+    message_parser(document.get(), context);
+  }
+  CALLGRIND_STOP_INSTRUMENTATION;
+  return 0;
+}
