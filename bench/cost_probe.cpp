@@ -1,5 +1,5 @@
 // Runs one fixed operation once, for callgrind's instruction count.
-// Usage: pemo_cost_probe cipher|cfg_get|walk
+// Usage: pemo_cost_probe cipher [KEY] | cfg_get | walk
 #include <cstdio>
 #include <string>
 
@@ -15,8 +15,8 @@
 int main(int argc, char** argv) {
   using namespace pemo;
   std::string why;
-  if (argc != 2 || !test::enter_sandbox(why)) {
-    std::fprintf(stderr, "usage: pemo_cost_probe cipher|cfg_get|walk (needs namespaces: %s)\n", why.c_str());
+  if (argc < 2 || argc > 3 || !test::enter_sandbox(why)) {
+    std::fprintf(stderr, "usage: pemo_cost_probe cipher [KEY] | cfg_get | walk (needs namespaces: %s)\n", why.c_str());
     return 2;
   }
   test::seed_gateway_config();
@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
   cfg_get(buffer);  // warm: the measured read is the steady-state one
   CALLGRIND_START_INSTRUMENTATION;
   if (what == "cipher") {
-    SessionCipher("homegateway-key").crypt(payload.data(), payload.size());
+    SessionCipher(argc > 2 ? argv[2] : "homegateway-key").crypt(payload.data(), payload.size());
   } else if (what == "cfg_get") {
     buffer = "wireless.@wifi-iface[4].ssid";
     cfg_get(buffer);

@@ -23,7 +23,9 @@ class SessionCipher {
   }
 
  private:
-  std::array<std::uint8_t, 4096> s_;
+  // The protocol's table has 4096 entries, but only the first 256 are ever read
+  // after the schedule, so only those are kept (see the constructor).
+  std::array<std::uint8_t, 256> s_;
   std::uint8_t i_ = 0;
   std::uint8_t j_ = 0;
 };

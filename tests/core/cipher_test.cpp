@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "core/frame.h"
 
@@ -52,6 +56,57 @@ TEST(SessionCipher, FreshScheduleDeciphersAndContinuedStreamDoesNot) {
   continued.crypt(second.data(), second.size());
   EXPECT_EQ(hex(second), "13f819b1bc53eb285057ce779c");
   EXPECT_NE(encipher("5927", second), text);
+}
+
+// The protocol's cipher exactly as the application runs it: the whole 4096-entry
+// table through the schedule, then the keystream.
+std::string literal_encipher(std::string_view key, std::string text) {
+  std::array<std::uint8_t, 4096> s{};
+  for (std::size_t k = 0; k < s.size(); ++k) s[k] = static_cast<std::uint8_t>(k % 256);
+  std::uint8_t j = 0;
+  for (std::size_t k = 0; k < s.size(); ++k) {
+    j = static_cast<std::uint8_t>(j + s[k] + static_cast<std::uint8_t>(key[k % key.size()]));
+    std::swap(s[k], s[j]);
+  }
+  std::uint8_t i = 0;
+  j = 0;
+  for (char& c : text) {
+    i = static_cast<std::uint8_t>(i + 1);
+    j = static_cast<std::uint8_t>(j + s[i]);
+    std::swap(s[i], s[j]);
+    c = static_cast<char>(c ^ s[static_cast<std::uint8_t>(s[i] + s[j])]);
+  }
+  return text;
+}
+
+// Every key length up to past the password limit, and long keys on both sides of
+// the lengths that are repeated into a block, with bytes above 127, over a
+// payload of the largest size: the schedule's key wrap and the keystream's index
+// wrap are both crossed many times.
+TEST(SessionCipher, MatchesTheFullTableCipherForEveryKeyLength) {
+  std::string payload(4092, '\0');
+  for (std::size_t n = 0; n < payload.size(); ++n) payload[n] = static_cast<char>(n * 7 + 3);
+  std::vector<std::size_t> lengths{63, 64, 65, 127, 128, 129, 300, 5000};
+  for (std::size_t length = 1; length <= 40; ++length) lengths.push_back(length);
+  for (const std::size_t length : lengths) {
+    std::string key;
+    for (std::size_t n = 0; n < length; ++n) key += static_cast<char>(0x5A + 37 * (n + length));
+    ASSERT_EQ(encipher(key, payload), literal_encipher(key, payload)) << "key length " << length;
+  }
+}
+
+// Pieces of one stream, split at odd places, give the same bytes as one call.
+TEST(SessionCipher, SplitCallsContinueOneKeystream) {
+  const std::string text(1000, 'q');
+  std::string pieces = text;
+  SessionCipher cipher("5927");
+  std::size_t offset = 0;
+  for (std::size_t size : {1, 254, 2, 255, 256, 232}) {
+    cipher.crypt(pieces.data() + offset, size);
+    offset += size;
+  }
+  ASSERT_EQ(offset, text.size());
+  EXPECT_EQ(pieces, literal_encipher("5927", text));
 }
 
 TEST(SessionCipher, HighKeyBytesAreUnsigned) {
