@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -122,12 +123,46 @@ TEST_F(Session, LargestPayloadIsAcceptedAndTheConnectionStays) {
   EXPECT_EQ(peer.header(), raw_header(1, 2, kStatusNoHandler));
 }
 
-TEST_F(Session, PeerClosingMidPayloadGetsReceiveErrorThenClose) {
-  Peer peer;
-  peer.send(raw_header(1, kTypeParamGet, 100) + std::string(10, 'x'));
-  peer.shutdown_write();
-  EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusReceive));
-  EXPECT_TRUE(peer.closed_by_agent());
+// A 300-byte request cut at every offset. The header is read with one receive, so
+// a cut header is judged with zeros for its missing bytes; a cut payload is a
+// receive error; either way the agent ends the connection and nothing else.
+TEST_F(Session, PeerClosingAtEveryOffsetGetsOneVerdictThenClose) {
+  const std::string text = R"({"Device":{)" + std::string(287, ' ') + "}}";
+  ASSERT_EQ(text.size(), 300u);
+  const std::string request = raw_header(1, kTypeParamGet, 300) + client::crypt(text, "5927");
+  for (std::size_t offset = 0; offset <= request.size(); ++offset) {
+    Peer peer;
+    if (offset > 0) peer.send(request.substr(0, offset));
+    peer.shutdown_write();
+    std::string expected;
+    if (offset == 1) expected = raw_header(1, 0, kStatusBadType);
+    if (offset == 2) expected = raw_header(1, kTypeParamGet, kStatusBadLength);
+    if (offset >= 3 && offset < request.size()) expected = raw_header(1, kTypeParamGet, kStatusReceive);
+    if (offset == request.size()) {
+      EXPECT_EQ(peer.reply_text(), R"(type 6: { "Device": { } })");
+    } else if (!expected.empty()) {
+      EXPECT_EQ(peer.header(), expected) << "cut at " << offset;
+    }
+    EXPECT_TRUE(peer.closed_by_agent()) << "cut at " << offset;
+  }
+}
+
+// Peers that say nothing, or half a header and then nothing, hold only their own
+// thread: a served connection goes on answering among a hundred of them.
+TEST_F(Session, SilentAndHalfHeaderPeersDoNotHoldOthers) {
+  Peer served;
+  std::vector<std::unique_ptr<Peer>> idle;
+  for (int k = 0; k < 100; ++k) {
+    idle.push_back(std::make_unique<Peer>());
+    if (k % 2 == 1) idle.back()->send(raw_header(1, kTypeParamGet, 40).substr(0, 2));
+    served.request(kTypeParamGet, R"({"Device":{}})");
+    ASSERT_EQ(served.reply_text(), R"(type 6: { "Device": { } })") << "after " << k + 1 << " idle peers";
+  }
+  // Half a header arrives as a header of length 0.
+  for (int k = 1; k < 100; k += 2) {
+    EXPECT_EQ(idle[static_cast<std::size_t>(k)]->header(), raw_header(1, kTypeParamGet, kStatusBadLength));
+    EXPECT_TRUE(idle[static_cast<std::size_t>(k)]->closed_by_agent());
+  }
 }
 
 TEST_F(Session, ControlBytesAreRefusedButTabIsNot) {
