@@ -2,8 +2,18 @@
 #include "platform/uci.h"
 
 #include <gtest/gtest.h>
+#include <fcntl.h>
+#include <signal.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <random>
+#include <thread>
+#include <vector>
 
 #include "support/sandbox.h"
 
@@ -247,6 +257,70 @@ TEST_F(UciStore, FullFileSystemKeepsTheOldFileAndTheStagedChanges) {
   Package package;
   ASSERT_EQ(load_package(full, "wireless", package), kOk);
   EXPECT_EQ(value_of(package, "wireless.wifi0.channel"), std::string(6000, 'y'));
+}
+
+// A writer killed at random moments while it stages and commits, forty times: the
+// package file always parses whole and holds a value committed no later than the
+// kill, and what the writer reported staged is still seen through the package.
+TEST_F(UciStore, WriterKilledMidCommitLeavesOldOrNewFileAndItsStagedChanges) {
+  // A large package makes each commit long enough to be interrupted in the middle.
+  std::string text = "config wifi-device 'wifi0'\n\toption channel 'v0'\n";
+  for (int k = 0; k < 2000; ++k) text += "config pad\n\toption fill '" + std::string(100, 'p') + "'\n";
+  write_file(dirs_.config + "/wireless", text);
+  Path path;
+  ASSERT_EQ(parse_path("wireless.wifi0.channel", path), kOk);
+  std::minstd_rand random(263);
+  int next = 1;                 // the first value the next writer stages
+  std::vector<int> possible{0};  // values the package may show: reported or maybe staged
+  int committed = 0;
+  for (int round = 0; round < 40; ++round) {
+    int report[2];
+    ASSERT_EQ(pipe2(report, O_CLOEXEC), 0);
+    const pid_t writer = fork();
+    ASSERT_GE(writer, 0);
+    if (writer == 0) {
+      close(report[0]);
+      for (int v = next;; ++v) {
+        if (stage_set(dirs_, path, "v" + std::to_string(v)) != kOk) _exit(1);
+        if (write(report[1], &v, sizeof v) != sizeof v) _exit(1);
+        if (commit(dirs_, "wireless") != kOk) _exit(1);
+      }
+    }
+    close(report[1]);
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
+    kill(writer, SIGKILL);
+    int status = 0;
+    waitpid(writer, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status)) << "the writer failed by itself in round " << round;
+    int reported = -1;
+    for (int v; read(report[0], &v, sizeof v) == sizeof v;) reported = v;
+    close(report[0]);
+    // The value after the last reported one may have been staged without a report.
+    if (reported >= 0) {
+      possible = {reported, reported + 1};
+    } else {
+      possible.push_back(next);
+    }
+    next = possible.back() + 1;
+
+    Package file;
+    ParseError error;
+    ASSERT_EQ(parse_package(read_file(dirs_.config + "/wireless"), "wireless", file, error), kOk)
+        << "round " << round << ": " << error.message << " line " << error.line;
+    ASSERT_EQ(file.sections.size(), 2001u) << "round " << round;
+    const int in_file = std::stoi(value_of(file, "wireless.wifi0.channel").substr(1));
+    EXPECT_GE(in_file, committed) << "round " << round;
+    EXPECT_LE(in_file, possible.back()) << "round " << round;
+    committed = in_file;
+    const std::string seen = get("wireless.wifi0.channel");
+    EXPECT_TRUE(std::any_of(possible.begin(), possible.end(),
+                            [&](int v) { return seen == "v" + std::to_string(v); }))
+        << "round " << round << ": " << seen << " after " << (reported < 0 ? "no" : "v") << reported;
+  }
+  // No lock or half-written file is left behind: an ordinary commit still lands.
+  ASSERT_EQ(set("wireless.wifi0.channel", "final"), kOk);
+  ASSERT_EQ(commit(dirs_, "wireless"), kOk);
+  EXPECT_NE(read_file(dirs_.config + "/wireless").find("option channel 'final'"), std::string::npos);
 }
 
 TEST_F(UciStore, PackageNamesNeverLeaveTheDirectories) {
