@@ -1,6 +1,8 @@
 // Host list, extender values and host changes against a seeded probe database.
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
+#include <chrono>
 #include <thread>
 
 #include "core/connection.h"
@@ -163,6 +165,40 @@ TEST_F(Hosts, HostileTextChangesNothingElse) {
   ASSERT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"it's; $(x) `y` --"}})").front(), '{');
   EXPECT_EQ(test::sql(kProbeDbPath, "SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';")[0][0],
             "it's; $(x) `y` --");
+}
+
+// Another writer (the probe daemon) holds the database: a change waits out a lock
+// shorter than the 2000 ms busy time-out and lands, and fails without writing
+// when the lock outlasts it.
+TEST_F(Hosts, ChangesWaitOutAShortLockAndFailPastTheBusyTimeOut) {
+  using namespace std::chrono_literals;
+  struct Case {
+    std::chrono::milliseconds hold;
+    const char* name;
+    bool lands;
+  };
+  for (const Case& c : {Case{500ms, "short-wait", true}, Case{3500ms, "long-wait", false}}) {
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(kProbeDbPath, &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr), SQLITE_OK);
+    std::thread release([&] {
+      std::this_thread::sleep_for(c.hold);
+      sqlite3_exec(other, "COMMIT;", nullptr, nullptr, nullptr);
+    });
+    const std::string reply =
+        ext(std::string(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")") + c.name + R"("}})");
+    release.join();
+    sqlite3_close(other);
+    const std::string stored =
+        test::sql(kProbeDbPath, "SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';")[0][0];
+    if (c.lands) {
+      EXPECT_EQ(reply.front(), '{') << c.name;
+      EXPECT_EQ(stored, c.name);
+    } else {
+      EXPECT_EQ(reply, "<-1>");
+      EXPECT_EQ(stored, "short-wait");
+    }
+  }
 }
 
 TEST(CpuUsage, AverageSinceBootFromOneReading) {
