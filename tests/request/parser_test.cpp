@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "platform/json.h"
 #include "request/param_tree.h"
 #include "support/sandbox.h"
@@ -207,6 +210,80 @@ TEST_F(SetFlags, WanObjectIsFlaggedInAnyRequest) {
   EXPECT_EQ(w.result, 0);
   EXPECT_EQ(w.context.flags & (kFlagWan | kFlagWifiApply), kFlagWan);
   EXPECT_TRUE(recorder_.commands().empty());
+}
+
+
+// The document that reaches `position` (instances as "i1") and holds `value` as
+// the node's member, or an empty object there when `value` is empty.
+std::string document_for(const ParamTree& tree, int position, const std::string& value) {
+  std::vector<int> chain;
+  for (int p = position; p != ParamTree::kRoot;) {
+    chain.push_back(p);
+    int first = p;
+    while (tree.up(first) == first) first = tree.prev_sibling(first);
+    p = tree.up(first);
+  }
+  std::string text = value.empty() ? "{}" : "{" + std::string() + "\"" + tree.node(position).name + "\":" + value + "}";
+  for (std::size_t k = 1; k < chain.size(); ++k) {
+    const std::string name = tree.node(chain[k]).name;
+    text = "{\"" + (name == "i" ? std::string("i1") : name) + "\":" + text + "}";
+  }
+  return text;
+}
+
+// A member whose JSON type is not its node's matches nothing (numbers beyond 64
+// bits arrive as integers, 1e999 as a double): at every node, in a get and in a set, it comes back as sent and makes the walk do nothing more than
+// the same walk without it.
+TEST(MessageParser, MembersOfAnotherTypeChangeNothingAtEveryNode) {
+  PEMO_REQUIRE_SANDBOX();
+  test::seed_gateway_config();
+  test::RecordingRunner recorder;
+  ScopedRunner scoped(recorder);
+  struct Value {
+    const char* text;
+    json_type type;
+  };
+  const Value values[] = {
+      {"null", json_type_null},          {"true", json_type_boolean},
+      {"1.5", json_type_double},         {"1e999", json_type_double},
+      {"[1,\"x\",{}]", json_type_array},  {"{}", json_type_object},
+      {"0", json_type_int},              {"99999999999999999999999", json_type_int},
+      {"\"$(reboot)\"", json_type_string},
+  };
+  const ParamTree& tree = param_tree();
+  int walks = 0;
+  for (int position = 1; position < static_cast<int>(kNodeCount); ++position) {
+    const int type = tree.node(position).type;
+    const json_type own = type == kInt ? json_type_int : type == kString ? json_type_string : json_type_object;
+    for (const bool set_request : {false, true}) {
+      std::size_t before = recorder.commands().size();
+      walk(document_for(tree, position, ""), set_request);
+      const std::vector<std::string> all = recorder.commands();
+      const std::vector<std::string> bare(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
+      for (const Value& value : values) {
+        if (value.type == own) continue;
+        // A host type sent as text is served on purpose (HostTypeAsTextBindsTheStartNode).
+        if (value.type == json_type_string && std::string_view(tree.node(position).name) == "X_Halvo_HostType")
+          continue;
+        const std::string text = document_for(tree, position, value.text);
+        JsonPtr sent(json_tokener_parse(text.c_str()));
+        ASSERT_TRUE(sent) << text;
+        before = recorder.commands().size();
+        const Walk w = walk(text, set_request);
+        const std::vector<std::string> now = recorder.commands();
+        EXPECT_EQ(std::vector<std::string>(now.begin() + static_cast<std::ptrdiff_t>(before), now.end()), bare)
+            << tree.path(position) << " = " << value.text << (set_request ? " (set)" : " (get)");
+        EXPECT_EQ(w.reply, json_object_to_json_string_ext(sent.get(), JSON_C_TO_STRING_PLAIN))
+            << tree.path(position) << " = " << value.text << (set_request ? " (set)" : " (get)");
+        ++walks;
+      }
+    }
+  }
+  EXPECT_GT(walks, 3000);
+  for (const char* package : {"wireless", "system", "network", "parental", "firewall"})
+    EXPECT_EQ(test::read_file(std::string("/etc/config/") + package),
+              test::read_file(std::string(PEMO_SOURCE_DIR "/sim/seed/etc/config/") + package))
+        << package;
 }
 
 }  // namespace
