@@ -13,6 +13,7 @@
 #include <cstdlib>
 
 #include "platform/fd.h"
+#include "platform/uci.h"
 
 extern char** environ;
 
@@ -174,17 +175,10 @@ ShellResult shell_capture(std::string_view command, std::size_t output_limit,
   return runner().execute(request);
 }
 
+// UCI files quote values the way the shell does, so one routine serves both; a
+// command line cannot hold a NUL byte, so the text ends there.
 std::string shell_quote(std::string_view text) {
-  text = text.substr(0, text.find('\0'));
-  std::string quoted = "'";
-  for (char c : text) {
-    if (c == '\'')
-      quoted += "'\\''";
-    else
-      quoted += c;
-  }
-  quoted += '\'';
-  return quoted;
+  return uci::quote_value(text.substr(0, text.find('\0')));
 }
 
 }  // namespace pemo
