@@ -17,11 +17,6 @@ class QuickSetupFlow : public testing::Test {
     PEMO_REQUIRE_SANDBOX();
     ASSERT_TRUE(gateway_.start());
   }
-  std::string uci(const std::string& path) {
-    std::string value = gateway_.run("uci get '" + path + "'");
-    if (!value.empty() && value.back() == '\n') value.pop_back();
-    return value;
-  }
   test::SimGateway gateway_;
 };
 
@@ -35,14 +30,14 @@ TEST_F(QuickSetupFlow, FirstRunWithPppoe) {
 
   EXPECT_EQ(gateway_.set(R"j({"Device":{"X_Halvo_Ext":{"Tovi123":{"Wan":{"PPPoE":{"Account":"jane@isp","Password":"s3cr'et $(x)"}}}}}})j"),
             "status 0");
-  EXPECT_EQ(uci("network.wan.proto"), "pppoe");
-  EXPECT_EQ(uci("network.wan.password"), "s3cr'et $(x)");
+  EXPECT_EQ(gateway_.uci_get("network.wan.proto"), "pppoe");
+  EXPECT_EQ(gateway_.uci_get("network.wan.password"), "s3cr'et $(x)");
   EXPECT_FALSE(gateway_.called("uci_apply network"));
   std::this_thread::sleep_for(1500ms);
   EXPECT_TRUE(gateway_.called("uci_apply network"));
-  EXPECT_EQ(uci("network.wan.IP_version"), "IPv4_Only");
-  EXPECT_EQ(uci("network.wan.ipv6"), "0");
-  EXPECT_EQ(uci("system.main.Tovi123"), "1");
+  EXPECT_EQ(gateway_.uci_get("network.wan.IP_version"), "IPv4_Only");
+  EXPECT_EQ(gateway_.uci_get("network.wan.ipv6"), "0");
+  EXPECT_EQ(gateway_.uci_get("system.main.Tovi123"), "1");
   EXPECT_EQ(gateway_.read("/tmp/old_wan_proto"), "pppoe\n");
 }
 
@@ -60,7 +55,7 @@ TEST_F(QuickSetupFlow, WifiAndWanInOneSetAppliesOnlyWifi) {
   std::this_thread::sleep_for(1500ms);
   EXPECT_TRUE(gateway_.called("uci_apply wireless"));
   EXPECT_FALSE(gateway_.called("uci_apply network"));
-  EXPECT_EQ(uci("network.wan.dns1"), "ISP,");
+  EXPECT_EQ(gateway_.uci_get("network.wan.dns1"), "ISP,");
 }
 
 }  // namespace

@@ -17,11 +17,6 @@ class WifiFlow : public testing::Test {
     PEMO_REQUIRE_SANDBOX();
     ASSERT_TRUE(gateway_.start());
   }
-  std::string uci(const std::string& path) {
-    std::string value = gateway_.run("uci get '" + path + "'");
-    if (!value.empty() && value.back() == '\n') value.pop_back();
-    return value;
-  }
   // A Wi-Fi set: the agent answers "{}" and closes, and applies a second later.
   void wifi_set(const std::string& text) {
     client::Reply reply = gateway_.exchange(kTypeParamSet, text);
@@ -43,14 +38,14 @@ TEST_F(WifiFlow, ReadBothNetworks) {
 
 TEST_F(WifiFlow, RenameOnBothRadiosChangeA5GhzKeyAndApply) {
   wifi_set(R"j({"Device":{"WiFi":{"SSID":{"i1":{"SSID":"Home Net 'x' $(id)"}}}}})j");
-  EXPECT_EQ(uci("wireless.@wifi-iface[0].ssid"), "Home Net 'x' $(id)");
-  EXPECT_EQ(uci("wireless.@wifi-iface[4].ssid"), "Home Net 'x' $(id).speed");
-  EXPECT_EQ(uci("wps.wps.conf"), "1");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[0].ssid"), "Home Net 'x' $(id)");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[4].ssid"), "Home Net 'x' $(id).speed");
+  EXPECT_EQ(gateway_.uci_get("wps.wps.conf"), "1");
   EXPECT_EQ(gateway_.read("/tmp/wifi5G_Apply"), "ath10\n");
 
   wifi_set(R"({"Device":{"WiFi":{"AccessPoint":{"i2":{"Security":{"CheckFreqBand":"5G","PreShareKey":"new;key`x`"}}}}}})");
-  EXPECT_EQ(uci("wireless.@wifi-iface[4].WPAPSKkey"), "new;key`x`");
-  EXPECT_EQ(uci("wireless.@wifi-iface[0].WPAPSKkey"), "homegateway24");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[4].WPAPSKkey"), "new;key`x`");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[0].WPAPSKkey"), "homegateway24");
   std::this_thread::sleep_for(1500ms);
   EXPECT_TRUE(gateway_.called("uci_apply wireless"));
   for (const std::string& call : gateway_.calls())  // no value ever reached a command line
@@ -59,8 +54,8 @@ TEST_F(WifiFlow, RenameOnBothRadiosChangeA5GhzKeyAndApply) {
 
 TEST_F(WifiFlow, GuestNetworkForTwoAndAHalfHours) {
   wifi_set(R"({"Device":{"WiFi":{"X_Halvo_GuestAP":{"Enable":1,"Timer":{"Hours":2,"Minutes":30}}}}})");
-  EXPECT_EQ(uci("wireless.@wifi-iface[3].enable_guest_wlan"), "1");
-  EXPECT_EQ(uci("wireless.@wifi-iface[7].disabled"), "0");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[3].enable_guest_wlan"), "1");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[7].disabled"), "0");
   EXPECT_TRUE(gateway_.called("addGuestWifiBonus.sh 3 24G 2:30"));
   EXPECT_TRUE(gateway_.called("addGuestWifiBonus.sh 3 5G 2:30"));
   const std::string timer =
@@ -96,7 +91,7 @@ TEST_F(WifiFlow, NewConfigPasswordKeysTheNextSession) {
 TEST_F(WifiFlow, GuestSetRefusedWhileWifiIsBeingSet) {
   gateway_.write("/tmp/wifi5G_Status", "wifi5GisSetting\n");
   EXPECT_EQ(gateway_.set(R"({"Device":{"WiFi":{"X_Halvo_GuestAP":{"Enable":1}}}})"), "status -28");
-  EXPECT_EQ(uci("wireless.@wifi-iface[3].enable_guest_wlan"), "0");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[3].enable_guest_wlan"), "0");
 }
 
 }  // namespace

@@ -107,6 +107,12 @@ std::string SimGateway::run(const std::string& command, int* status) const {
   return r.output;
 }
 
+std::string SimGateway::uci_get(const std::string& path) const {
+  std::string value = run("uci get " + shell_quote(path));
+  if (!value.empty() && value.back() == '\n') value.pop_back();
+  return value;
+}
+
 std::vector<std::string> SimGateway::sql(const std::string& statement) const {
   std::vector<std::string> rows;
   std::istringstream output(run("sqlite3 -batch -cmd '.timeout 5000' /tmp/lanwatch.db " + shell_quote(statement)));
