@@ -139,7 +139,7 @@ TEST_F(Gateway, HostListAndRename) {
                 .substr(0, 1), "{");
   EXPECT_EQ(gateway_.sql("SELECT DevName FROM Device WHERE DevMac='3c:22:fb:77:88:99';"),
             std::vector<std::string>{"Den TV"});
-  EXPECT_TRUE(gateway_.called("lnwt_updtae_netmap_record 3c:22:fb:77:88:99 2 Den TV (null)"));
+  EXPECT_TRUE(gateway_.called("lnwt_updtae_netmap_record 3c:22:fb:77:88:99 2 'Den TV' (null)"));
 }
 
 TEST_F(Gateway, HostReadsWhileTheProbeDaemonWrites) {
