@@ -8,6 +8,7 @@
 
 #include "platform/json.h"
 #include "request/param_tree.h"
+#include "support/documents.h"
 #include "support/sandbox.h"
 
 namespace pemo {
@@ -213,24 +214,6 @@ TEST_F(SetFlags, WanObjectIsFlaggedInAnyRequest) {
 }
 
 
-// The document that reaches `position` (instances as "i1") and holds `value` as
-// the node's member, or an empty object there when `value` is empty.
-std::string document_for(const ParamTree& tree, int position, const std::string& value) {
-  std::vector<int> chain;
-  for (int p = position; p != ParamTree::kRoot;) {
-    chain.push_back(p);
-    int first = p;
-    while (tree.up(first) == first) first = tree.prev_sibling(first);
-    p = tree.up(first);
-  }
-  std::string text = value.empty() ? "{}" : "{" + std::string() + "\"" + tree.node(position).name + "\":" + value + "}";
-  for (std::size_t k = 1; k < chain.size(); ++k) {
-    const std::string name = tree.node(chain[k]).name;
-    text = "{\"" + (name == "i" ? std::string("i1") : name) + "\":" + text + "}";
-  }
-  return text;
-}
-
 // A member whose JSON type is not its node's matches nothing (numbers beyond 64
 // bits arrive as integers, 1e999 as a double): at every node, in a get and in a set, it comes back as sent and makes the walk do nothing more than
 // the same walk without it.
@@ -257,7 +240,7 @@ TEST(MessageParser, MembersOfAnotherTypeChangeNothingAtEveryNode) {
     const json_type own = type == kInt ? json_type_int : type == kString ? json_type_string : json_type_object;
     for (const bool set_request : {false, true}) {
       std::size_t before = recorder.commands().size();
-      walk(document_for(tree, position, ""), set_request);
+      walk(test::document_for(tree, position, ""), set_request);
       const std::vector<std::string> all = recorder.commands();
       const std::vector<std::string> bare(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
       for (const Value& value : values) {
@@ -265,7 +248,7 @@ TEST(MessageParser, MembersOfAnotherTypeChangeNothingAtEveryNode) {
         // A host type sent as text is served on purpose (HostTypeAsTextBindsTheStartNode).
         if (value.type == json_type_string && std::string_view(tree.node(position).name) == "X_Halvo_HostType")
           continue;
-        const std::string text = document_for(tree, position, value.text);
+        const std::string text = test::document_for(tree, position, value.text);
         JsonPtr sent(json_tokener_parse(text.c_str()));
         ASSERT_TRUE(sent) << text;
         before = recorder.commands().size();
