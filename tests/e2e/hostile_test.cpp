@@ -11,6 +11,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/json.h"
@@ -201,8 +202,16 @@ TEST_F(Hostile, ValuesAtEveryTextLeafRunNothingAndAddNothing) {
   const std::set<std::string> benign_options = option_names();
   const std::size_t benign_calls = gateway_.calls().size();
 
-  const std::vector<std::string> values = hostile_values();
+  std::vector<std::string> values = hostile_values();
   ASSERT_GE(values.size(), 60u);
+#if defined(__SANITIZE_THREAD__)
+  // Races are what this build is for, and the thread sanitizer makes the agent
+  // several times slower: every third value here, all of them in the other builds.
+  std::vector<std::string> third;
+  for (std::size_t k = 0; k < values.size(); k += 3) third.push_back(values[k]);
+  values = std::move(third);
+  std::printf("hostile: every third value only, in a thread-sanitizer build\n");
+#endif
   sweep(values);
   wait_quiet();
 
