@@ -173,10 +173,34 @@ void row(const char* name, int clients, const Figures& f, double floor_p50) {
               f.throughput);
 }
 
+// The agent's resident memory idle, then with 20 idle connections open.
+void report_memory(const test::SimGateway& gateway) {
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  const pid_t agent = agent_pid(gateway);
+  const long idle = status_kib(agent, "VmRSS");
+  const long idle_own = status_kib(agent, "RssAnon");
+  std::vector<client::Session> idle_sessions;
+  for (int k = 0; k < 20; ++k) idle_sessions.push_back(gateway.connect());
+  std::this_thread::sleep_for(std::chrono::milliseconds(600 * 20));
+  for (auto& s : idle_sessions) {
+    client::Reply reply;
+    std::string error;
+    s.exchange(kTypeParamGet, bench::kOneLeaf, "5927", reply, error);
+  }
+  const long busy = status_kib(agent, "VmRSS");
+  const long busy_own = status_kib(agent, "RssAnon");
+  std::printf("\nresident memory, idle agent: %ld KiB in all, %ld KiB its own (the rest are pages mapped from the binary and its libraries)\n",
+              idle, idle_own);
+  std::printf("with 20 idle connections: %ld KiB in all, %ld KiB its own (%.0f KiB more each)\n", busy, busy_own,
+              static_cast<double>(busy_own - idle_own) / 20.0);
+}
+
 }  // namespace
 }  // namespace pemo
 
-int main() {
+// With --memory-only, a short warm-up and the memory figures: for a second
+// build of the agent (statically linked) without running every workload again.
+int main(int argc, char** argv) {
   using namespace pemo;
   std::string why;
   if (!test::enter_sandbox(why)) {
@@ -188,6 +212,13 @@ int main() {
     std::fprintf(stderr, "the simulated gateway did not start\n");
     return 1;
   }
+  std::atomic<int> errors{0};
+  if (argc > 1 && std::string(argv[1]) == "--memory-only") {
+    exchange_load(gateway, 1, 100, kTypeParamGet, {bench::kWifiRead}, errors);
+    report_memory(gateway);
+    std::printf("protocol errors: %d\n", errors.load());
+    return errors.load() == 0 ? 0 : 1;
+  }
   // 32 hosts in the list.
   std::string rows;
   for (int k = 0; k < 25; ++k)
@@ -197,7 +228,6 @@ int main() {
             "','2',1,0,'{\"RxDataRate\":100,\"TxDataRate\":50}');";
   gateway.sql(rows);
 
-  std::atomic<int> errors{0};
   const Figures base = floor(false, 2000);
   const Figures cipher = floor(true, 2000);
   std::vector<std::string> host_sequence;
@@ -220,25 +250,7 @@ int main() {
   row("full Wi-Fi read (20 leaves)", 16, exchange_load(gateway, 16, 60, kTypeParamGet, {bench::kWifiRead}, errors),
       base.p50);
 
-  // Memory: the agent idle, then with 20 idle connections open.
-  std::this_thread::sleep_for(std::chrono::seconds(2));
-  const pid_t agent = agent_pid(gateway);
-  const long idle = status_kib(agent, "VmRSS");
-  const long idle_own = status_kib(agent, "RssAnon");
-  std::vector<client::Session> idle_sessions;
-  for (int k = 0; k < 20; ++k) idle_sessions.push_back(gateway.connect());
-  std::this_thread::sleep_for(std::chrono::milliseconds(600 * 20));
-  for (auto& s : idle_sessions) {
-    client::Reply reply;
-    std::string error;
-    s.exchange(kTypeParamGet, bench::kOneLeaf, "5927", reply, error);
-  }
-  const long busy = status_kib(agent, "VmRSS");
-  const long busy_own = status_kib(agent, "RssAnon");
-  std::printf("\nresident memory, idle agent: %ld KiB in all, %ld KiB its own (the rest are shared library pages)\n",
-              idle, idle_own);
-  std::printf("with 20 idle connections: %ld KiB in all, %ld KiB its own (%.0f KiB more each)\n", busy, busy_own,
-              static_cast<double>(busy_own - idle_own) / 20.0);
+  report_memory(gateway);
   std::printf("protocol errors: %d\n", errors.load());
   return errors.load() == 0 ? 0 : 1;
 }

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds a Release tree and prints every figure: in-process costs, end-to-end
 # latency and throughput against the simulated gateway with ratios to the floor,
-# callgrind instruction counts, memory and binary sizes.
+# callgrind instruction counts, memory and binary sizes, dynamically and
+# statically linked.
 source "$(dirname "$0")/common.sh"
 PACKAGES+=(valgrind binutils)
 install_packages
@@ -30,3 +31,11 @@ echo
 echo "== binary size (stripped)"
 strip -o "$dir/pemo-agent.stripped" "$dir/src/pemo-agent"
 printf 'agent, dynamically linked: %s KiB\n' $(( $(stat -c %s "$dir/pemo-agent.stripped") / 1024 ))
+
+echo
+echo "== statically linked agent (the simulated gateway root of a static build)"
+static="$ROOT/build-static"
+build "$static" -DCMAKE_BUILD_TYPE=Release -DPEMO_STATIC=ON -- pemo-agent sim-root pemo_load_bench
+strip -o "$static/pemo-agent.stripped" "$static/src/pemo-agent"
+printf 'agent, statically linked: %s KiB\n' $(( $(stat -c %s "$static/pemo-agent.stripped") / 1024 ))
+"$static/bench/pemo_load_bench" --memory-only
