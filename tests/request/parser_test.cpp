@@ -235,7 +235,7 @@ TEST(MessageParser, MembersOfAnotherTypeChangeNothingAtEveryNode) {
   };
   const ParamTree& tree = param_tree();
   int walks = 0;
-  for (int position = 1; position < static_cast<int>(kNodeCount); ++position) {
+  for (int position = 0; position < static_cast<int>(kNodeCount); ++position) {
     const int type = tree.node(position).type;
     const json_type own = type == kInt ? json_type_int : type == kString ? json_type_string : json_type_object;
     for (const bool set_request : {false, true}) {
