@@ -4,7 +4,7 @@
 # callgrind instruction counts, memory and binary sizes, dynamically and
 # statically linked.
 source "$(dirname "$0")/common.sh"
-PACKAGES+=(valgrind binutils)
+PACKAGES+=(binutils)
 install_packages
 dir="$ROOT/build-release"
 build "$dir" -DCMAKE_BUILD_TYPE=Release -- pemo_micro_bench pemo_load_bench pemo_cost_probe pemo-agent sim-root

@@ -3,8 +3,10 @@ set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 BUILD_DIR=${BUILD_DIR:-$ROOT/build}
+# valgrind: its callgrind.h is compiled into the instruction-count probe, which
+# every build makes along with the benchmarks.
 PACKAGES=(g++ cmake make pkg-config libjson-c-dev libsqlite3-dev libgtest-dev libbenchmark-dev
-          busybox-static dash sqlite3 iproute2 util-linux)
+          busybox-static dash sqlite3 iproute2 util-linux valgrind)
 
 install_packages() {
   local missing=()
