@@ -9,8 +9,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -144,30 +142,6 @@ Figures ssid_sets(const test::SimGateway& gateway, int count, std::atomic<int>& 
   return summarise(samples, std::chrono::duration<double>(Clock::now() - start).count());
 }
 
-// A field of /proc/PID/status in KiB: VmRSS counts the shared libraries' pages too,
-// RssAnon only the agent's own memory.
-long status_kib(pid_t pid, const std::string& field) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  for (std::string line; std::getline(status, line);)
-    if (line.rfind(field + ":", 0) == 0) return std::stol(line.substr(field.size() + 1));
-  return -1;
-}
-
-pid_t agent_pid(const test::SimGateway& gateway) {
-  // The agent is the gateway's init's child; its root path names the init.
-  const std::string root = gateway.path("/");
-  const pid_t init = static_cast<pid_t>(std::stol(root.substr(6)));
-  std::ifstream children("/proc/" + std::to_string(init) + "/task/" + std::to_string(init) + "/children");
-  pid_t pid = -1;
-  for (pid_t child; children >> child;) {
-    std::ifstream comm("/proc/" + std::to_string(child) + "/comm");
-    std::string name;
-    comm >> name;
-    if (name == "pemo-agent") pid = child;
-  }
-  return pid;
-}
-
 void row(const char* name, int clients, const Figures& f, double floor_p50) {
   std::printf("%-34s %7d %10.0f %10.0f %8.1fx %12.0f\n", name, clients, f.p50, f.p99, f.p50 / floor_p50,
               f.throughput);
@@ -176,9 +150,10 @@ void row(const char* name, int clients, const Figures& f, double floor_p50) {
 // The agent's resident memory idle, then with 20 idle connections open.
 void report_memory(const test::SimGateway& gateway) {
   std::this_thread::sleep_for(std::chrono::seconds(2));
-  const pid_t agent = agent_pid(gateway);
-  const long idle = status_kib(agent, "VmRSS");
-  const long idle_own = status_kib(agent, "RssAnon");
+  const pid_t agent = gateway.agent_pid();
+  // VmRSS counts every resident page, RssAnon only the agent's own memory.
+  const long idle = test::proc_status_field(agent, "VmRSS");
+  const long idle_own = test::proc_status_field(agent, "RssAnon");
   std::vector<client::Session> idle_sessions;
   for (int k = 0; k < 20; ++k) idle_sessions.push_back(gateway.connect());
   std::this_thread::sleep_for(std::chrono::milliseconds(600 * 20));
@@ -187,8 +162,8 @@ void report_memory(const test::SimGateway& gateway) {
     std::string error;
     s.exchange(kTypeParamGet, bench::kOneLeaf, "5927", reply, error);
   }
-  const long busy = status_kib(agent, "VmRSS");
-  const long busy_own = status_kib(agent, "RssAnon");
+  const long busy = test::proc_status_field(agent, "VmRSS");
+  const long busy_own = test::proc_status_field(agent, "RssAnon");
   std::printf("\nresident memory, idle agent: %ld KiB in all, %ld KiB its own (the rest are pages mapped from the binary and its libraries)\n",
               idle, idle_own);
   std::printf("with 20 idle connections: %ld KiB in all, %ld KiB its own (%.0f KiB more each)\n", busy, busy_own,

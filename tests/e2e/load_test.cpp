@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "support/gateway.h"
@@ -16,26 +15,6 @@ using namespace std::chrono_literals;
 
 constexpr int kClients = 64;
 constexpr int kRequests = 500;
-
-pid_t agent_of(const test::SimGateway& gateway) {
-  const std::string root = gateway.path("/");
-  const std::string init = root.substr(6, root.find('/', 6) - 6);
-  std::ifstream children("/proc/" + init + "/task/" + init + "/children");
-  for (pid_t child; children >> child;) {
-    std::ifstream comm("/proc/" + std::to_string(child) + "/comm");
-    std::string name;
-    comm >> name;
-    if (name == "pemo-agent") return child;
-  }
-  return -1;
-}
-
-long status_field(pid_t pid, const std::string& field) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  for (std::string line; std::getline(status, line);)
-    if (line.rfind(field + ":", 0) == 0) return std::stol(line.substr(field.size() + 1));
-  return -1;
-}
 
 long open_fds(pid_t pid) {
   long count = 0;
@@ -84,14 +63,14 @@ TEST(Load, SixtyFourClientsLoseNothingAndLeakNothing) {
   for (int c = 0; c < kClients; ++c)
     rows += "INSERT INTO Device (DevType,DevMac,Alive,nNotAlive) VALUES ('Host','" + mac_of(c) + "',1,0);";
   gateway.sql(rows);
-  const pid_t agent = agent_of(gateway);
+  const pid_t agent = gateway.agent_pid();
   ASSERT_GT(agent, 0);
 
   std::atomic<int> errors{0};
   run_pass(gateway, 4, errors);  // warm-up: every path once, every thread stack used
   std::this_thread::sleep_for(1s);
-  const long memory = status_field(agent, "RssAnon");
-  const long threads = status_field(agent, "Threads");
+  const long memory = test::proc_status_field(agent, "RssAnon");
+  const long threads = test::proc_status_field(agent, "Threads");
   const long fds = open_fds(agent);
 
   run_pass(gateway, kRequests, errors);
@@ -102,16 +81,16 @@ TEST(Load, SixtyFourClientsLoseNothingAndLeakNothing) {
         << "client " << c;
   }
   std::this_thread::sleep_for(1s);  // the connection threads end after their clients
-  EXPECT_EQ(status_field(agent, "Threads"), threads);
+  EXPECT_EQ(test::proc_status_field(agent, "Threads"), threads);
   EXPECT_EQ(open_fds(agent), fds);
   std::printf("load: %d requests, agent memory %ld -> %ld KiB\n", kClients * kRequests, memory,
-              status_field(agent, "RssAnon"));
+              test::proc_status_field(agent, "RssAnon"));
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   // A sanitized agent keeps freed blocks in quarantine and maps shadow memory for
   // every thread, so its resident size says nothing about our own allocations.
   std::printf("load: memory growth not checked in a sanitizer build\n");
 #else
-  EXPECT_LT(status_field(agent, "RssAnon") - memory, 1024) << "KiB of growth";
+  EXPECT_LT(test::proc_status_field(agent, "RssAnon") - memory, 1024) << "KiB of growth";
 #endif
 }
 

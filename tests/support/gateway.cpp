@@ -107,6 +107,19 @@ std::string SimGateway::run(const std::string& command, int* status) const {
   return r.output;
 }
 
+pid_t SimGateway::agent_pid() const {
+  if (init_pid_ <= 0) return -1;
+  const std::string init = std::to_string(init_pid_);
+  std::ifstream children("/proc/" + init + "/task/" + init + "/children");
+  for (pid_t child; children >> child;) {
+    std::ifstream comm("/proc/" + std::to_string(child) + "/comm");
+    std::string name;
+    comm >> name;
+    if (name == "pemo-agent") return child;
+  }
+  return -1;
+}
+
 std::string SimGateway::uci_get(const std::string& path) const {
   std::string value = run("uci get " + shell_quote(path));
   if (!value.empty() && value.back() == '\n') value.pop_back();

@@ -38,6 +38,9 @@ class SimGateway {
   // Runs a shell command inside the gateway; its output (and exit status).
   std::string run(const std::string& command, int* status = nullptr) const;
 
+  // The agent's process id as the host sees it (a child of the gateway's init),
+  // or -1.
+  pid_t agent_pid() const;
   // A UCI value as the gateway's own uci tool reads it, without its line end.
   std::string uci_get(const std::string& path) const;
   // Runs SQL on the gateway's probe database with its sqlite3; the rows, cells

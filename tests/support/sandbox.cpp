@@ -110,6 +110,13 @@ bool file_exists(const std::string& path) {
   return stat(path.c_str(), &info) == 0;
 }
 
+long proc_status_field(pid_t pid, const std::string& field) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.rfind(field + ":", 0) == 0) return std::stol(line.substr(field.size() + 1));
+  return -1;
+}
+
 pid_t spawn_logged(const std::vector<std::string>& words, const std::string& log_path,
                    const char* path) {
   std::vector<std::string> copy = words;

@@ -31,6 +31,8 @@ const std::string& sandbox_failure();
 void write_file(const std::string& path, std::string_view content);
 std::string read_file(const std::string& path);
 bool file_exists(const std::string& path);
+// A numeric field of /proc/PID/status ("VmRSS", "RssAnon", "Threads"), or -1.
+long proc_status_field(pid_t pid, const std::string& field);
 
 // Starts a program (words[0] is its path) with standard output and error appended
 // to `log_path`. Its process id, or -1.
