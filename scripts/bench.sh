@@ -17,6 +17,10 @@ echo "== end to end (simulated gateway, loopback)"
 "$dir/bench/pemo_load_bench"
 
 echo
+echo "== memory after a short warm-up only, as the static build below is measured"
+"$dir/bench/pemo_load_bench" --memory-only
+
+echo
 echo "== instructions (callgrind, one operation)"
 # The probe enters private namespaces, so its profile goes to the build tree.
 for what in cipher cfg_get walk; do
