@@ -30,14 +30,19 @@ inline constexpr std::string_view kUciApplyCommand = "/sbin/uci_apply";
 // The package and save directories the agent uses.
 const uci::Dirs& cfg_dirs();
 
+// Every result is 0 or negative. A package that cannot be loaded for any reason
+// (missing, unparsable, unreadable, too large) is -12, like a path whose package
+// part is no package name; a path whose section or option part is unusable is -13.
+
 // On entry `buffer` holds the path; on success it holds the option's value (list
 // values joined by blanks). A path that names only a package or section leaves the
-// buffer as it is and returns 0. Result: 0, -12, -13, -16 (value of `capacity` bytes
-// or more, buffer emptied) or a positive uci::Error.
+// buffer as it is and returns 0. On every failure the buffer is emptied. Result: 0,
+// -12, -13 or -16 (value of `capacity` bytes or more).
 int cfg_get(std::string& buffer, std::size_t capacity = kTextCapacity);
-// Sets and commits one option. Result: 0, -12, -15 or a positive uci::Error.
+// Sets and commits one option. Result: 0, -12, -13 (no such section, or a name or
+// value the format cannot hold) or -15 (the change could not be saved or committed).
 int cfg_set(std::string_view path, std::string_view value);
-// Runs the platform apply command for a package. Result: 0, -12, -14 or a positive uci::Error.
+// Runs the platform apply command for a package. Result: 0, -12 or -14.
 int cfg_apply(std::string_view package);
 
 int get_device_pwd(std::string& buffer);       // "system.main.pwd", at most 31 characters

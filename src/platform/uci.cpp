@@ -11,12 +11,9 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
-#include <map>
 #include <memory>
-#include <mutex>
 
 #include "platform/fd.h"
-#include "platform/lifetime.h"
 
 namespace pemo::uci {
 namespace {
@@ -276,85 +273,23 @@ int read_changes(const Dirs& dirs, std::string_view package, std::vector<Change>
   return parse_changes(text, package, changes, lines, error);
 }
 
-// What identifies a file's content without reading it: a commit renames a new file
-// into place (new inode), a staged change appends (new size and time).
-struct FileStamp {
-  bool exists = false;
-  dev_t device = 0;
-  ino_t inode = 0;
-  off_t size = 0;
-  std::int64_t mtime_ns = 0;
-  bool operator==(const FileStamp&) const = default;
-};
-
-FileStamp stamp_of(const std::string& path) {
-  struct stat info;
-  if (stat(path.c_str(), &info) != 0) return {};
-  return {true, info.st_dev, info.st_ino, info.st_size,
-          static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec};
-}
-
-// Packages as loaded last, with their staged changes applied, keyed by the stamps of
-// the package file and its change file. Every load still looks at both files, so
-// it sees every change, ours or another process's; only unchanged text is not
-// read and parsed again.
-struct LoadCache {
-  struct Entry {
-    FileStamp config;
-    FileStamp delta;
-    std::shared_ptr<const Package> package;
-  };
-  std::mutex mutex;
-  std::map<std::string, Entry> entries;  // by package file path
-};
-
-LoadCache& load_cache() { return process_lifetime<LoadCache>(); }
-
-// The cached package when both files still carry the stamps it was read with.
-std::shared_ptr<const Package> cached(const std::string& path, const FileStamp& config,
-                                      const FileStamp& delta) {
-  if (!config.exists) return nullptr;
-  LoadCache& cache = load_cache();
-  std::lock_guard lock(cache.mutex);
-  auto it = cache.entries.find(path);
-  if (it == cache.entries.end() || !(it->second.config == config) || !(it->second.delta == delta))
-    return nullptr;
-  return it->second.package;
-}
-
-// Loads a package, from the cache or the files; the caller holds the package lock
-// when it reads the files.
-int load_locked(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out,
-                ParseError& error) {
+// Loads a package from its files, with its staged changes applied; the caller
+// holds the package lock. Nothing is cached: a rewrite by another process within
+// one timestamp tick, at the same size, would make a cached copy stale.
+int load_locked(const Dirs& dirs, std::string_view name, Package& out, ParseError& error) {
   if (!valid_package_name(name)) return kErrInval;
-  const std::string path = dirs.config + "/" + std::string(name);
-  // Stamps are taken before reading: a change during the read only makes the next
-  // load read again.
-  const FileStamp config = stamp_of(path);
-  const FileStamp delta = stamp_of(delta_path(dirs, name));
-  if ((out = cached(path, config, delta))) return kOk;
   std::string text;
-  int rc = read_file(path, text);
+  int rc = read_file(dirs.config + "/" + std::string(name), text);
   if (rc != kOk) return rc;
-  auto package = std::make_shared<Package>();
-  rc = parse_package(text, name, *package, error);
+  Package package;
+  rc = parse_package(text, name, package, error);
   if (rc != kOk) return rc;
   std::vector<Change> changes;
   rc = read_changes(dirs, name, changes, nullptr, error);
   if (rc != kOk) return rc;
-  for (const Change& change : changes) apply_change(*package, change);
-  out = package;
-  LoadCache& cache = load_cache();
-  std::lock_guard lock(cache.mutex);
-  cache.entries[path] = LoadCache::Entry{config, delta, out};
+  for (const Change& change : changes) apply_change(package, change);
+  out = std::move(package);
   return kOk;
-}
-
-int load_unlocked(const Dirs& dirs, std::string_view name, Package& out, ParseError& error) {
-  std::shared_ptr<const Package> package;
-  int rc = load_locked(dirs, name, package, error);
-  if (rc == kOk) out = *package;
-  return rc;
 }
 
 int append_change(const Dirs& dirs, std::string_view package, const Change& change) {
@@ -551,25 +486,12 @@ int parse_path(std::string_view text, Path& out) {
   return kOk;
 }
 
-int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out,
-                ParseError* error) {
+int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error) {
   if (!valid_package_name(name)) return kErrInval;
-  // Unchanged files: no lock and no read. A commit renames the new package file in
-  // before it removes the change file, so stamps taken across it match no entry,
-  // or the one of the state before the changes were staged: old or new, never a mix.
-  const std::string path = dirs.config + "/" + std::string(name);
-  if ((out = cached(path, stamp_of(path), stamp_of(delta_path(dirs, name))))) return kOk;
   ParseError ignored;
   PackageLock lock;
   static_cast<void>(lock.acquire(dirs, name, false));  // readers go on without a save directory
   return load_locked(dirs, name, out, error != nullptr ? *error : ignored);
-}
-
-int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error) {
-  std::shared_ptr<const Package> package;
-  int rc = load_shared(dirs, name, package, error);
-  if (rc == kOk) out = *package;
-  return rc;
 }
 
 Resolved resolve(const Package& package, const Path& path) {
@@ -608,7 +530,7 @@ int stage_set(const Dirs& dirs, const Path& path, std::string_view value) {
   if (int rc = lock.acquire(dirs, path.package, true); rc != kOk) return rc;
   Package package;
   ParseError error;
-  if (int rc = load_unlocked(dirs, path.package, package, error); rc != kOk) return rc;
+  if (int rc = load_locked(dirs, path.package, package, error); rc != kOk) return rc;
   Change change;
   if (path.by_index || path.has_option) {
     if (int rc = section_name(package, path, change.section); rc != kOk) return rc;
@@ -627,7 +549,7 @@ int stage_delete(const Dirs& dirs, const Path& path) {
   if (int rc = lock.acquire(dirs, path.package, true); rc != kOk) return rc;
   Package package;
   ParseError error;
-  if (int rc = load_unlocked(dirs, path.package, package, error); rc != kOk) return rc;
+  if (int rc = load_locked(dirs, path.package, package, error); rc != kOk) return rc;
   if (resolve(package, path).found != Found::kComplete) return kErrNotFound;
   Change change;
   change.remove = true;
@@ -645,7 +567,7 @@ int commit(const Dirs& dirs, std::string_view name) {
   if (int rc = read_changes(dirs, name, changes, nullptr, error); rc != kOk) return rc;
   if (changes.empty()) return kOk;
   Package package;
-  if (int rc = load_unlocked(dirs, name, package, error); rc != kOk) return rc;
+  if (int rc = load_locked(dirs, name, package, error); rc != kOk) return rc;
 
   // Write beside the package file and rename over it: a reader sees the old file or
   // the new one, never a part of either. A failed write leaves the old file alone.

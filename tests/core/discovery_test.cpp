@@ -74,6 +74,19 @@ TEST_F(Discovery, AccessPointWithChangedPasswordAndFlags) {
   EXPECT_NE(reply.find(R"("LoginFlag":1)"), std::string::npos);
 }
 
+// A system package that cannot be read leaves the mode and login flag at their
+// template values, never what the text of an option path would give.
+TEST_F(Discovery, UnreadableSystemPackageReportsNoModeAndNoLogin) {
+  for (const char* text : {"config system 'main'\n\toption pwd 'unterminated\n", ""}) {
+    test::write_file("/etc/config/system", text);
+    if (*text == '\0') unlink("/etc/config/system");
+    const std::string reply = discover();
+    EXPECT_NE(reply.find(R"("DeviceMode":"",)"), std::string::npos) << reply;
+    EXPECT_NE(reply.find(R"("LoginFlag":0,)"), std::string::npos) << reply;
+    EXPECT_NE(reply.find(R"("SystemName":"")"), std::string::npos) << reply;
+  }
+}
+
 TEST_F(Discovery, AutoConfigurationFollowsTheRouterRows) {
   std::string mac = "NULL";
   test::sql(kProbeDbPath, "UPDATE DevFunc SET Devicemode='AP' WHERE Devicemode='Router';");

@@ -208,6 +208,12 @@ TEST_F(Session, UnusablePasswordsAnswerMinus20WithTheRequestType) {
   Peer peer;
   peer.request(kTypeParamGet, "{}");
   EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword));
+  // A package that does not parse keys nothing: not even its option's path text.
+  test::write_file("/etc/config/system", "config system 'main'\n\toption pwd 'unterminated\n");
+  for (std::string_view key : {"5927", "system.main.pwd", ""}) {
+    peer.request(kTypeParamGet, "{}", key.empty() ? "x" : key);
+    EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword)) << key;
+  }
 }
 
 TEST_F(Session, OneCharacterPasswordIsAKey) {

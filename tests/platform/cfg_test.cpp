@@ -40,7 +40,11 @@ TEST_F(Cfg, GetTellsMissingPackageFromMissingOption) {
   EXPECT_EQ(cfg_get(buffer), 0);
   EXPECT_EQ(buffer, "system.main");
   buffer = "system/x.main.pwd";
-  EXPECT_EQ(cfg_get(buffer), uci::kErrInval);
+  EXPECT_EQ(cfg_get(buffer), kCfgPackageNotFound);
+  EXPECT_EQ(buffer, "");
+  buffer = "system.main.bad-option";
+  EXPECT_EQ(cfg_get(buffer), kCfgNotFound);
+  EXPECT_EQ(buffer, "");
 }
 
 TEST_F(Cfg, EmptyValueAndValuesThatDoNotFit) {
@@ -150,7 +154,8 @@ TEST_F(Cfg, CommandLineToolReportsErrorsWithConventionalStatus) {
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.output.find("line 2"), std::string::npos) << r.output;
   std::string buffer = "broken.s.v";
-  EXPECT_EQ(cfg_get(buffer), uci::kErrParse);
+  EXPECT_EQ(cfg_get(buffer), kCfgPackageNotFound);
+  EXPECT_EQ(buffer, "");
 }
 
 }  // namespace
