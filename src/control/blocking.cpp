@@ -99,13 +99,8 @@ int host_parental_blocking_state(ParseContext& context) {
   QueryTable table;
   probe_db_query(sql_format("SELECT ExtraInfo FROM Device Device where [ALMAC]='%s' OR [DevMac]='%s';", mac),
                  table);
-  const char* extra = table.cell(1, 0);
-  if (extra == nullptr) return 0;
-  JsonPtr info(json_tokener_parse(extra));
-  json_object* flag = nullptr;
-  if (json_object_is_type(info.get(), json_type_object) &&
-      json_object_object_get_ex(info.get(), "ParentalCtrl", &flag) && json_object_get_int(flag) == 0)
-    context.text = "Blocking";
+  JsonPtr info = json_parse_object(table.cell(1, 0));
+  if (json_integer(json_member(info.get(), "ParentalCtrl")) == 0) context.text = "Blocking";
   return 0;
 }
 

@@ -81,10 +81,8 @@ void ip_traceroute(std::string_view name, std::string_view value, std::string& t
 // A string member of element `index` of a per-connection list, when there is one.
 void list_member(const JsonPtr& list, int index, std::string_view name, std::string& text) {
   if (!list || index < 0 || static_cast<std::size_t>(index) >= json_object_array_length(list.get())) return;
-  json_object* member = nullptr;
-  if (json_object_object_get_ex(json_object_array_get_idx(list.get(), static_cast<std::size_t>(index)),
-                                std::string(name).c_str(), &member))
-    text = json_object_get_string(member);
+  json_object* element = json_object_array_get_idx(list.get(), static_cast<std::size_t>(index));
+  if (const auto member = json_text(json_member(element, std::string(name).c_str()))) text = *member;
 }
 
 void traceroute_get(std::string_view name, int instance, std::string& text) {

@@ -36,11 +36,6 @@ ExtenderFirmware& state() {
   return s;
 }
 
-int extra_int(json_object* extra, const char* key) {
-  json_object* value = nullptr;
-  return json_object_object_get_ex(extra, key, &value) ? json_object_get_int(value) : 0;
-}
-
 void ExtraInfo_get(ExtenderFirmware& s) {
   s.list.reset(json_object_new_object());
   s.count = 0;
@@ -49,13 +44,13 @@ void ExtraInfo_get(ExtenderFirmware& s) {
                  "([Alive]=1 OR ([Alive]=0 AND [nNotAlive] <= 2));",
                  table);
   for (int row = 1; row <= table.rows(); ++row) {
-    const char* extra_text = table.cell(row, 2);
-    JsonPtr extra(extra_text != nullptr ? json_tokener_parse(extra_text) : nullptr);
-    if (!json_object_is_type(extra.get(), json_type_object) || extra_int(extra.get(), "Newfirmware") != 1)
-      continue;
+    JsonPtr extra = json_parse_object(table.cell(row, 2));
+    // Listed only for the JSON integer 1: not the text "1", true or 1.5.
+    if (json_integer(json_member(extra.get(), "Newfirmware")) != 1) continue;
     json_object* entry = json_object_new_object();
-    json_object_object_add(entry, "ALMac", json_object_new_string(table.cell(row, 0) ? table.cell(row, 0) : ""));
-    json_object_object_add(entry, "HostName", json_object_new_string(table.cell(row, 1) ? table.cell(row, 1) : ""));
+    const std::string_view mac = c_text(table.cell(row, 0)), name = c_text(table.cell(row, 1));
+    json_object_object_add(entry, "ALMac", json_object_new_string_len(mac.data(), static_cast<int>(mac.size())));
+    json_object_object_add(entry, "HostName", json_object_new_string_len(name.data(), static_cast<int>(name.size())));
     json_object_object_add(entry, "ExtraInfo", extra.release());
     json_object_object_add(s.list.get(), ("i" + std::to_string(++s.count)).c_str(), entry);
   }
@@ -85,14 +80,12 @@ void list_value(ExtenderFirmware& s, std::string_view name, int instance, std::s
       std::printf("%s : Can't get object %s\n", v.getter, key.c_str());
       return;
     }
-    json_object* holder = entry;
-    if (v.in_extra) json_object_object_get_ex(entry, "ExtraInfo", &holder);
-    json_object* value = nullptr;
-    const bool present = json_object_object_get_ex(holder, v.key, &value);
+    json_object* value = json_member(v.in_extra ? json_member(entry, "ExtraInfo") : entry, v.key);
+    // A missing value, or one of another type, reads as 0 or as empty.
     if (v.integer)
-      text = std::to_string(present ? json_object_get_int(value) : 0);
+      text = std::to_string(json_integer(value).value_or(0));
     else
-      text = present ? json_object_get_string(value) : "";  // a missing text reads as empty
+      text = json_text(value).value_or("");
     return;
   }
 }
@@ -186,8 +179,8 @@ int l2devCtrl_FWcfg_func_get(std::string_view name, std::string& text, std::stri
                               s.state_mac),
                    table);
     if (const char* extra = table.cell(1, 0)) {
-      JsonPtr info(json_tokener_parse(extra));
-      const int upgrade_state = extra_int(info.get(), "NewfirmwareUpgradeState");
+      JsonPtr info = json_parse_object(extra);
+      const int upgrade_state = json_integer(json_member(info.get(), "NewfirmwareUpgradeState")).value_or(0);
       std::printf("%s : NewFWUpgradeState : %d\n", self, upgrade_state);
       text = std::to_string(upgrade_state);
     }

@@ -75,13 +75,7 @@ void copy_cell(const char* cell, const char* fallback, std::string& text) {
 }
 
 // The ExtraInfo JSON of a row; null when missing or unparsable.
-JsonPtr extra_info(const HostRow& host) {
-  const char* text = host.cell(kExtraInfo);
-  if (text == nullptr) return nullptr;
-  JsonPtr object(json_tokener_parse(text));
-  if (!object || !json_object_is_type(object.get(), json_type_object)) return nullptr;
-  return object;
-}
+JsonPtr extra_info(const HostRow& host) { return json_parse_object(host.cell(kExtraInfo)); }
 
 void database_extra_info_get(const HostRow& host, const char* key, std::string& text) {
   text = "0";
@@ -91,9 +85,7 @@ void database_extra_info_get(const HostRow& host, const char* key, std::string& 
     log_msg(kLogErr, "%s : json parse error\n", "database_extra_info_get");
     return;
   }
-  json_object* value = nullptr;
-  if (json_object_object_get_ex(info.get(), key, &value))
-    text = std::to_string(json_object_get_int(value));
+  if (const std::optional<int> rate = json_integer(json_member(info.get(), key))) text = std::to_string(*rate);
 }
 
 void channel(const HostRow& host, bool band_24g, std::string& text) {
@@ -151,10 +143,9 @@ void host_parameter_get(std::string_view name, ParseContext& context) {
     copy_cell(host.cell(kPhyRate), "0", text);
   } else if (name == "X_Halvo_SoftwareVersion") {
     text = "N/A";
-    json_object* version = nullptr;
     JsonPtr info = extra_info(host);
-    if (info && json_object_object_get_ex(info.get(), "FirmwareVersion", &version))
-      text.assign(json_object_get_string(version), 0, kMaxText);
+    if (const auto version = json_text(json_member(info.get(), "FirmwareVersion")))
+      text.assign(version->substr(0, kMaxText));
   } else if (name == "X_Halvo_Neighbor") {
     copy_cell(host.cell(kNeighbor), "unknown", text);
   } else if (name == "X_Halvo_DL_Rate") {

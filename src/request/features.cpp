@@ -49,9 +49,7 @@ int sys_query_response_init(const char* path) {
     std::printf("%s : No AppVersion in feature list\n", "sys_query_response_init");
     return -1;
   }
-  state.app_version = std::atof(json_object_is_type(version, json_type_string)
-                                    ? json_object_get_string(version)
-                                    : json_object_to_json_string(version));
+  state.app_version = std::atof(std::string(json_text(version).value_or(json_object_to_json_string(version))).c_str());
   json_object_object_add(level, "MagicNum", json_object_new_string(kMagicNumber));
   state.response = json_object_to_json_string(document.get());
   state.document = std::move(document);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "platform/files.h"
+#include "platform/json.h"
 #include "platform/log.h"
 #include "platform/shell.h"
 #include "request/param_tree.h"
@@ -22,8 +23,7 @@ constexpr const char* kStopWpsWatchers[] = {
 };
 
 std::string_view value_text(json_object* value) {
-  if (json_object_is_type(value, json_type_string))
-    return {json_object_get_string(value), static_cast<std::size_t>(json_object_get_string_len(value))};
+  if (const auto text = json_text(value)) return *text;
   return json_object_to_json_string(value);
 }
 

@@ -91,6 +91,58 @@ TEST_F(Hosts, CellsByPositionWithTheirRules) {
             R"("X_Halvo_SoftwareVersion":"N\/A"}}})");
 }
 
+// ExtraInfo is written by the probe daemon, not by us: each key counts only with
+// the JSON type it is named with, and any other value (a null among them), or text
+// that is no JSON object, reads as the key being absent. All in one connection.
+TEST_F(Hosts, ExtraInfoKeysCountOnlyWithTheirOwnType) {
+  struct Case {
+    const char* value;  // every key's value; nullptr: the cell itself as given in `cell`
+    const char* cell;
+    const char* version;
+    int rate;
+    const char* blocking;
+    int listed;  // extenders in the firmware list, each reading this upgrade state
+  };
+  const Case cases[] = {
+      {"null", nullptr, "N\\/A", 0, "Non-Blocking", 0},  {"true", nullptr, "N\\/A", 0, "Non-Blocking", 0},
+      {"1", nullptr, "N\\/A", 1, "Non-Blocking", 2},     {"0", nullptr, "N\\/A", 0, "Blocking", 0},
+      {"1.5", nullptr, "N\\/A", 0, "Non-Blocking", 0},   {"\"1\"", nullptr, "1", 0, "Non-Blocking", 0},
+      {"[]", nullptr, "N\\/A", 0, "Non-Blocking", 0},    {"{}", nullptr, "N\\/A", 0, "Non-Blocking", 0},
+      {nullptr, "'{\"FirmwareVersion\":'", "N\\/A", 0, "Non-Blocking", 0},
+      {nullptr, "'[1]'", "N\\/A", 0, "Non-Blocking", 0},  {nullptr, "NULL", "N\\/A", 0, "Non-Blocking", 0},
+  };
+  for (const Case& c : cases) {
+    std::string cell = c.cell != nullptr ? c.cell : "'{";
+    if (c.value != nullptr) {
+      for (const char* key : {"FirmwareVersion", "RxDataRate", "TxDataRate", "ParentalCtrl", "Newfirmware",
+                              "NewfirmwareUpgradeState", "Newfirmwareversion", "Newfirmwaredate"})
+        cell += std::string(cell.size() > 2 ? "," : "") + "\"" + key + "\":" + c.value;
+      cell += "}'";
+    }
+    test::sql(kProbeDbPath, "UPDATE Device SET ExtraInfo=" + cell + ";");
+    const std::string label = c.value != nullptr ? c.value : c.cell;
+    const std::string rate = std::to_string(c.rate);
+    EXPECT_EQ(host(2, R"("X_Halvo_SoftwareVersion":"","X_Halvo_DL_Rate":9,"X_Halvo_UL_Rate":9,)"
+                      R"("X_Halvo_Parental_Blocking":"")"),
+              std::string(R"({"HostNumberOfEntries":7,"Host":{"i2":{"X_Halvo_SoftwareVersion":")") + c.version +
+                  R"(","X_Halvo_DL_Rate":)" + rate + R"(,"X_Halvo_UL_Rate":)" + rate +
+                  R"(,"X_Halvo_Parental_Blocking":")" + c.blocking + R"("}}})")
+        << label;
+    const std::string listed = c.listed > 0 ? R"("Newfirmware":1,"NewFWUpgradeState":1,"NewFWUpgradeVersion":"",)"
+                                              R"("Newfirmwaredate":"")"
+                                            : R"("Newfirmware":0,"NewFWUpgradeState":0,"NewFWUpgradeVersion":"",)"
+                                              R"("Newfirmwaredate":"")";
+    const std::string state = c.listed > 0 ? "1" : "0";
+    EXPECT_EQ(ext(R"({"FWNumberOfEntries":0,"FWUpgrade":{"i1":{"Newfirmware":9,"NewFWUpgradeState":9,)"
+                  R"("NewFWUpgradeVersion":"x","Newfirmwaredate":"x"}},)"
+                  R"("L2DevCtrl_FWCfg":{"HostMAC":"02:10:18:cc:dd:01","NewFWUpgradeState":9}})",
+                  false),
+              R"({"FWNumberOfEntries":)" + std::to_string(c.listed) + R"(,"FWUpgrade":{"i1":{)" + listed +
+                  R"(}},"L2DevCtrl_FWCfg":{"HostMAC":"02:10:18:cc:dd:01","NewFWUpgradeState":)" + state + "}}")
+        << label;
+  }
+}
+
 TEST_F(Hosts, NullCellsGiveDefaults) {
   test::sql(kProbeDbPath,
             "INSERT INTO Device (DevType, Alive, nNotAlive) VALUES (NULL, 1, 0);");
