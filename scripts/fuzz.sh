@@ -9,5 +9,5 @@ install_packages
 dir="$ROOT/build-fuzz"
 CC=clang CXX=clang++ build "$dir" -DPEMO_FUZZ=ON -DPEMO_BUILD_TESTS=OFF -DPEMO_BUILD_SIM=OFF \
 	-DCMAKE_BUILD_TYPE=Release -DFUZZ_SECONDS="${FUZZ_SECONDS:-600}" -DFUZZ_RUNS="${FUZZ_RUNS:--1}" -- \
-	fuzz_message fuzz_discovery fuzz_uci fuzz_parsers
+	fuzz_message fuzz_discovery fuzz_uci fuzz_parsers fuzz_platform_data
 cmake --build "$dir" --target fuzz-run

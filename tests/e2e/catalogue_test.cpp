@@ -9,6 +9,7 @@
 
 #include "platform/json.h"
 #include "request/param_tree.h"
+#include "support/documents.h"
 #include "support/gateway.h"
 #include "support/sandbox.h"
 
@@ -19,27 +20,6 @@ using namespace std::chrono_literals;
 
 // Nodes whose get is an error by design (write-only commands): reached by sets.
 const std::set<int> kWriteOnly = {104, 111, 113, 115, 117, 119, 203};
-
-// A request object holding every child of `position` (instances as "i1").
-json_object* request_for(const ParamTree& tree, int position) {
-  json_object* object = json_object_new_object();
-  if (!tree.has_children(position)) return object;
-  const int first = tree.first_child(position);
-  int child = first;
-  do {
-    const ParamNode& node = tree.node(child);
-    if (std::string_view(node.name) == "i") {
-      json_object_object_add(object, "i1", request_for(tree, child));
-    } else if (node.type == kObject) {
-      json_object_object_add(object, node.name, request_for(tree, child));
-    } else if (kWriteOnly.count(node.index) == 0 && json_object_object_get(object, node.name) == nullptr) {
-      json_object_object_add(object, node.name,
-                             node.type == kInt ? json_object_new_int(0) : json_object_new_string(""));
-    }
-    child = tree.next_sibling(child);
-  } while (child != first);
-  return object;
-}
 
 TEST(Catalogue, EveryObjectAnswersAndEveryNodeIsReached) {
   PEMO_REQUIRE_SANDBOX();
@@ -52,7 +32,7 @@ TEST(Catalogue, EveryObjectAnswersAndEveryNodeIsReached) {
   do {
     JsonPtr document(json_object_new_object());
     json_object* inner = json_object_new_object();
-    json_object_object_add(inner, tree.node(top).name, request_for(tree, top));
+    json_object_object_add(inner, tree.node(top).name, test::every_leaf_below(tree, top, kWriteOnly));
     json_object_object_add(document.get(), "Device", inner);
     const std::string text = json_object_to_json_string_ext(document.get(), JSON_C_TO_STRING_PLAIN);
     ASSERT_LE(text.size(), kMaxPayload) << tree.path(top);

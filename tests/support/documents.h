@@ -1,6 +1,9 @@
 // Request documents that reach any node of the parameter tree.
 #pragma once
 
+#include <json-c/json.h>
+
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,6 +31,28 @@ inline std::string document_for(const ParamTree& tree, int position, const std::
   std::string text = value.empty() ? "{}" : "{\"" + names.back() + "\":" + value + "}";
   for (std::size_t k = names.size() - 1; k-- > 0;) text = "{\"" + names[k] + "\":" + text + "}";
   return text;
+}
+
+// A get request object holding every leaf below `position` (instances as "i1"),
+// leaving out the nodes in `skip` (by index).
+inline json_object* every_leaf_below(const ParamTree& tree, int position, const std::set<int>& skip = {}) {
+  json_object* object = json_object_new_object();
+  if (!tree.has_children(position)) return object;
+  const int first = tree.first_child(position);
+  int child = first;
+  do {
+    const ParamNode& node = tree.node(child);
+    if (std::string_view(node.name) == "i") {
+      json_object_object_add(object, "i1", every_leaf_below(tree, child, skip));
+    } else if (node.type == kObject) {
+      json_object_object_add(object, node.name, every_leaf_below(tree, child, skip));
+    } else if (skip.count(node.index) == 0 && json_object_object_get(object, node.name) == nullptr) {
+      json_object_object_add(object, node.name,
+                             node.type == kInt ? json_object_new_int(0) : json_object_new_string(""));
+    }
+    child = tree.next_sibling(child);
+  } while (child != first);
+  return object;
 }
 
 }  // namespace pemo::test
