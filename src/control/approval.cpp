@@ -92,11 +92,12 @@ int remove_entry(const std::string& mac) {
 
 int set_approval_switch(int value) {
   cfg_set("wireless.wifi.ApproveFlag", std::to_string(value));
-  shell_run("hv1905App 16 " + std::to_string(value));
+  // The tool answers at once; a run that did not end by itself leaves no answer.
+  if (!ran_to_end(shell_run("hv1905App 16 " + std::to_string(value)))) return kFailed;
   std::string text;
   if (!read_text_file("/tmp/1905ReturnValue", text, 4096)) return kFileError;
+  if (text.empty()) return kFailed;  // no line at all; an empty first line reads as 0
   const std::string first = text.substr(0, std::min({text.find('\n'), std::size_t{3}}));
-  if (first.empty()) return kFailed;
   return std::atoi(first.c_str()) == 0 ? 0 : kFailed;
 }
 

@@ -63,8 +63,11 @@ ByTimeSlots& by_time_slots() {
 int dev_Ctrl(DevCtrlAction action, std::string_view value, std::chrono::milliseconds answer_wait) {
   if (action != kAutoConfigSwitch && isL2AlMac(value) != 1) return kFailed;
   const std::string command = command_for(action, shell_quote(value));
-  shell_run(command);
+  // The tool hands the request to the extender and returns; the answer comes in a
+  // file. A run that did not end by itself has no answer to wait for.
+  const int status = shell_run(command);
   std::printf("%s : syscmd %s\n", "dev_Ctrl", command.c_str());
+  if (!ran_to_end(status)) return kFailed;
   std::this_thread::sleep_for(std::chrono::seconds(1));
   std::string answer;
   if (!wait_for_answer(answer_wait, answer) || answer.find("00") == std::string::npos) return kFailed;

@@ -142,6 +142,7 @@ int run_agent(int argc, char** argv) {
     return 1;
   }
   log_open();
+  // Prints the manufacturing block at once (default bound).
   shell_run("sys mfsh > /tmp/mfsh.info");
 
   int listener = open_listener();

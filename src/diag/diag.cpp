@@ -26,19 +26,28 @@ constexpr int kRouter = 232;
 constexpr int kForwarding = 235;
 constexpr int kWanInfo = 245;
 
+// The tool's own worst case is 30 hops x 1 probe x a 5 s wait (150 s), to which
+// looking up the hops' names adds; a run still going after twice that is cut, and
+// a cut run fails the request: fewer hops are never answered as complete.
+constexpr std::chrono::seconds kTracerouteBound{300};
+constexpr int kTraceIncomplete = -26;
+
 // Every traceroute writes /tmp/tracert: one at a time, from run to read.
 std::mutex& trace_file_lock() {
   static std::mutex lock;
   return lock;
 }
 
+// The hop count, or kTraceIncomplete when the tool was cut at its bound.
 int do_traceroute(ConnectionRecord& record) {
   std::string output;
   bool have_output;
   {
     std::lock_guard lock(trace_file_lock());
     // The host is one quoted argument: no character of it reaches the shell.
-    shell_run("traceroute -q 1 " + shell_quote(record.trace_host) + " > /tmp/tracert");
+    const int status = shell_run("traceroute -q 1 " + shell_quote(record.trace_host) + " > /tmp/tracert",
+                                 kTracerouteBound);
+    if (status < 0) return kTraceIncomplete;
     have_output = read_text_file("/tmp/tracert", output);
   }
   if (!have_output) return 0;
@@ -54,11 +63,11 @@ int do_traceroute(ConnectionRecord& record) {
   return static_cast<int>(hops.size());
 }
 
-void ip_traceroute(std::string_view name, std::string_view value, std::string& text) {
+int ip_traceroute(std::string_view name, std::string_view value, std::string& text) {
   ConnectionRecord* record = own_connection_record();
   if (record == nullptr) {
     std::printf("%s : var is NULL\n", "ip_traceroute");
-    return;
+    return 0;
   }
   if (name == "DiagnosticsState") {
     if (value == "Requested") {
@@ -74,8 +83,11 @@ void ip_traceroute(std::string_view name, std::string_view value, std::string& t
   } else if (name == "MaxHopCount") {
     record->trace_max_hops = std::atoi(std::string(value).c_str());
   } else if (name == "RouteHopsNumberOfEntries") {
-    text = std::to_string(do_traceroute(*record));
+    const int hops = do_traceroute(*record);
+    if (hops < 0) return hops;
+    text = std::to_string(hops);
   }
+  return 0;
 }
 
 // A string member of element `index` of a per-connection list, when there is one.
@@ -202,7 +214,7 @@ int diag_param_handler(std::string_view name, std::string_view value, ParseConte
   }
   switch (context.node_parent) {
     case kFwCfg: return l2devCtrl_FWcfg_func_set(name, value);
-    case kTraceRoute: ip_traceroute(name, value, text); return 0;
+    case kTraceRoute: return ip_traceroute(name, value, text);
     case kAutoCfg: return l2devCtrl_auto_config_func_set(name, value);
     default: return 0;
   }

@@ -27,6 +27,8 @@ std::optional<int> port_speed(std::string_view line) {
 }
 
 void wan_ping_probe() {
+  // Six pings a second apart, then at most 10 s for the last reply: the default
+  // bound is ample. A cut run has no statistics line and reads as no reply.
   shell_run(std::string("ping -c 6 ") + kWanProbeAddress + " > /tmp/ping.wan 2>&1");
   std::string output;
   if (!read_text_file("/tmp/ping.wan", output)) return;
@@ -35,6 +37,7 @@ void wan_ping_probe() {
 }
 
 void wan_port_speed_probe() {
+  // A register read that answers at once (default bound); no answer keeps the speed.
   ShellResult r = shell_capture("sys portspeed 4 2>/dev/null", 256);
   if (r.status < 0 && r.output.empty()) return;
   if (std::optional<int> speed = port_speed(r.output)) wan_port_speed = *speed;
@@ -48,9 +51,11 @@ std::vector<TraceHop> parse_traceroute(std::string_view output) {
     if (line.find('*') != std::string::npos) {
       hop = {"*", "*", "*"};
     } else {
-      char host[64] = "", address[32] = "", time[16] = "";
-      if (std::sscanf(line.c_str(), "%*d %63s (%31[^)])  %15s ms", host, address, time) == 3)
-        hop = {host, address, time};
+      // Fields are scanned whole (a line holds at most 255 characters), then each
+      // is cut to its width: a long name never makes the line fail to scan.
+      char host[256] = "", address[256] = "", time[256] = "";
+      if (std::sscanf(line.c_str(), "%*d %255s (%255[^)])  %255s ms", host, address, time) == 3)
+        hop = {std::string(host).substr(0, 63), std::string(address).substr(0, 31), std::string(time).substr(0, 15)};
     }
     hops.push_back(hop);
   }
@@ -61,9 +66,12 @@ std::vector<Route> parse_routes(std::string_view output) {
   std::vector<Route> routes;
   for (const std::string& line : text_lines(output, 127)) {
     if (line.find("Kernel") != std::string::npos || line.find("Genmask") != std::string::npos) continue;
-    char destination[24] = "", gateway[24] = "", mask[24] = "", interface[16] = "";
-    std::sscanf(line.c_str(), "%23s %23s %23s %*s %*s %*s %*s %15s", destination, gateway, mask, interface);
-    Route route{destination, gateway, mask, interface};
+    // Fields are split whole (a line holds at most 127 characters), then cut to
+    // their widths, so the tail of a long field never lands in the next one.
+    char destination[128] = "", gateway[128] = "", mask[128] = "", interface[128] = "";
+    std::sscanf(line.c_str(), "%127s %127s %127s %*s %*s %*s %*s %127s", destination, gateway, mask, interface);
+    Route route{std::string(destination).substr(0, 23), std::string(gateway).substr(0, 23),
+                std::string(mask).substr(0, 23), std::string(interface).substr(0, 15)};
     if (route.gateway.find('*') != std::string::npos) route.gateway.clear();
     routes.push_back(std::move(route));
   }
@@ -78,8 +86,8 @@ WanAddresses parse_wan_info(std::string_view text) {
     const std::string value(first_word(std::string_view(line).substr(colon + 1)));
     if (line.find("ip") != std::string::npos)
       found.ip = value.substr(0, 23);
-    else if (line.find("mac") != std::string::npos)
-      found.mac = value.substr(0, 17);
+    else if (line.find("mac") != std::string::npos && found.mac.empty())
+      found.mac = value.substr(0, 17);  // the first one is the WAN's
   }
   return found;
 }

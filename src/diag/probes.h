@@ -37,7 +37,7 @@ std::vector<Route> parse_routes(std::string_view output);
 struct WanAddresses {
   std::string ip, mac;
 };
-// The IP ("ip" lines) and MAC ("mac" lines) of /tmp/wan_info.
+// The IP (the last "ip" line) and MAC (the first "mac" line) of /tmp/wan_info.
 WanAddresses parse_wan_info(std::string_view text);
 
 }  // namespace pemo

@@ -79,19 +79,35 @@ int download() {
   return 0;
 }
 
-int image_check() {
+// The image check reads and verifies the whole downloaded image; on the slowest
+// gateways that takes well under a minute. One still running after this is cut.
+constexpr std::chrono::minutes kImageCheckBound{10};
+
+enum class Check { kRan, kNoFlagFile, kUnfinished };
+
+// Runs the image check; its verdict is then in /tmp/logfile. A check that did not
+// end by itself (cut, killed, or never run) leaves no verdict: kUnfinished.
+Check image_check() {
   std::string text;
-  if (!read_text_file("/tmp/fw_mtd", text, 256)) return -1;
+  if (!read_text_file("/tmp/fw_mtd", text, 256)) return Check::kNoFlagFile;
   const std::string_view word = first_word(text);
+  int status;
   if (word == "single" || word == "ff01" || word == "ffff") {
-    shell_run("fw_upgrade fw_check 1> /tmp/logfile 2> /dev/null");
+    status = shell_run("fw_upgrade fw_check 1> /tmp/logfile 2> /dev/null", kImageCheckBound);
   } else {
-    // Read the flash flag afresh from the partition and hand it to the check.
+    // Read the flash flag afresh from the partition and hand it to the check;
+    // reading two bytes and dumping them take no time (default bound).
     shell_run("dd if=/dev/mtdblock3 of=/tmp/mtd3 bs=2 count=1");
     shell_run("hexdump /tmp/mtd3 | grep '0000000'|cut -c '9-12' >/tmp/fw_mtd");
-    shell_run("fw_upgrade fw_check $(cat /tmp/fw_mtd) 1> /tmp/logfile 2> /dev/null");
+    status = shell_run("fw_upgrade fw_check $(cat /tmp/fw_mtd) 1> /tmp/logfile 2> /dev/null", kImageCheckBound);
   }
-  return 0;
+  return ran_to_end(status) ? Check::kRan : Check::kUnfinished;
+}
+
+// A refused image, or one whose check has no verdict: never handed to the flash script.
+void refuse_image() {
+  unlink_file("/tmp/rootfs");
+  write_text_file("/tmp/fw_upgrade_status", "Fail\n");
 }
 
 void fail_upgrade(bool remove_image) {
@@ -110,13 +126,16 @@ void fw_upgrade_worker() {
   }
   write_state(kStateFlashing);
   fw_flashing = true;
-  if (image_check() != 0) return fail_upgrade(true);
+  switch (image_check()) {
+    case Check::kNoFlagFile: return fail_upgrade(true);
+    case Check::kUnfinished: refuse_image(); return fail_upgrade(false);
+    case Check::kRan: break;
+  }
   std::string log;
   if (!read_text_file("/tmp/logfile", log)) return fail_upgrade(false);
   for (const std::string& line : text_lines(log, 63)) {
     if (line.find("Wrong") != std::string::npos) {
-      unlink_file("/tmp/rootfs");
-      write_text_file("/tmp/fw_upgrade_status", "Fail\n");
+      refuse_image();
       return fail_upgrade(false);
     }
   }
@@ -162,8 +181,12 @@ void fw_set_download_wait(DownloadWait wait) {
 
 int get_online_info(bool query, std::string& version) {
   if (query) {
-    shell_run("get_online_info");
-    if (read_first_word("/tmp/get_online_info") != "success") return kFailedQuery;
+    // An online query: a slow server or link may take a minute. A cut query can
+    // leave an earlier run's "success" behind, so it counts as a failed one.
+    constexpr std::chrono::minutes kOnlineQueryBound{2};
+    if (!ran_to_end(shell_run("get_online_info", kOnlineQueryBound)) ||
+        read_first_word("/tmp/get_online_info") != "success")
+      return kFailedQuery;
   }
   std::string info;
   if (!read_text_file("/tmp/hvfw_info", info)) return kFailedQuery;

@@ -3,6 +3,7 @@
 #include <json-c/json.h>
 
 #include <cstdio>
+#include <initializer_list>
 #include <mutex>
 #include <string>
 
@@ -15,9 +16,16 @@
 namespace pemo {
 namespace {
 
-// The tool's command is composed in 128 bytes: one that would not fit is refused
-// and its texts stay pending.
+// The tool's command is composed in 128 bytes. The limit is measured on the
+// command as composed, its words bare; what runs has each word quoted.
 constexpr std::size_t kMaxCommand = 127;
+
+// The command's words joined by blanks fit the limit.
+bool fits(std::initializer_list<std::string_view> words) {
+  std::size_t length = 0;
+  for (std::string_view word : words) length += word.size() + 1;
+  return length - 1 <= kMaxCommand;
+}
 
 // The list and every pending text are shared by all connections; one lock
 // serialises their updates and reads.
@@ -123,10 +131,9 @@ int l2devCtrl_auto_config_func_set(std::string_view name, std::string_view value
   if (name == "HostMAC") s.autocfg_mac.assign(value.substr(0, 19));
   if (name == "ControlOption") s.autocfg_option.assign(value.substr(0, 7));
   if (s.autocfg_mac.empty() || s.autocfg_option.empty()) return 0;
-  const std::string command =
-      "/usr/sbin/hv1905App 7 " + shell_quote(s.autocfg_mac) + " " + shell_quote(s.autocfg_option);
-  if (command.size() > kMaxCommand) return 0;
-  run_tool("l2devCtrl_auto_config_func_set", command);
+  // A MAC of at most 19 characters and an option of 7 always fit the command.
+  run_tool("l2devCtrl_auto_config_func_set",
+           "/usr/sbin/hv1905App 7 " + shell_quote(s.autocfg_mac) + " " + shell_quote(s.autocfg_option));
   s.autocfg_mac.clear();
   s.autocfg_option.clear();
   return 0;
@@ -151,18 +158,22 @@ int l2devCtrl_FWcfg_func_set(std::string_view name, std::string_view value) {
     std::printf("%s : AdditionalURL : %s\n", self, text.c_str());
   }
   if (s.fw_mac.empty() || s.fw_option.empty()) return 0;
-  std::string command = "/usr/sbin/hv1905App 9 " + shell_quote(s.fw_mac) + " " + shell_quote(s.fw_option);
-  if (!s.fw_additional_option.empty() && !s.fw_additional_url.empty())
-    command += " " + shell_quote(s.fw_additional_option) + " " + shell_quote(s.fw_additional_url);
-  else
-    command += " 0 NULL";
-  if (command.size() > kMaxCommand) return 0;  // refused: the texts stay pending
-  run_tool(self, command);
+  const bool additional = !s.fw_additional_option.empty() && !s.fw_additional_url.empty();
+  const bool fit = additional ? fits({"/usr/sbin/hv1905App 9", s.fw_mac, s.fw_option, s.fw_additional_option,
+                                      s.fw_additional_url})
+                              : fits({"/usr/sbin/hv1905App 9", s.fw_mac, s.fw_option, "0 NULL"});
+  if (fit) {
+    std::string command = "/usr/sbin/hv1905App 9 " + shell_quote(s.fw_mac) + " " + shell_quote(s.fw_option);
+    command += additional ? " " + shell_quote(s.fw_additional_option) + " " + shell_quote(s.fw_additional_url)
+                          : " 0 NULL";
+    run_tool(self, command);
+  }
+  // Run or refused, the texts are forgotten: a refused command never blocks the next.
   s.fw_mac.clear();
   s.fw_option.clear();
   s.fw_additional_option.clear();
   s.fw_additional_url.clear();
-  return 0;
+  return fit ? 0 : kEmptySetValue;
 }
 
 int l2devCtrl_FWcfg_func_get(std::string_view name, std::string& text, std::string_view value) {

@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cstdio>
 #include <thread>
 #include <cstdlib>
@@ -38,39 +39,42 @@ SpeedResults& speed_results() {
 
 enum class ServerState { kStopped, kRunning, kUnknown };
 
-// Reads the web server's pid file. false when it exists but cannot be read.
-bool web_server_pid(bool& present, unsigned& pid) {
-  present = file_exists(kWebServerPidFile);
-  if (!present) return true;
-  std::string text;
-  if (!read_text_file(kWebServerPidFile, text, 64)) return false;
-  if (std::sscanf(text.c_str(), "%u", &pid) != 1) pid = 0;
-  return true;
-}
+struct WebServer {
+  ServerState state = ServerState::kStopped;
+  pid_t pid = 0;  // with kRunning: the process that was seen, 1..INT_MAX
+};
 
-ServerState web_server_state() {
-  bool present = false;
-  unsigned pid = 0;
-  if (!web_server_pid(present, pid)) return ServerState::kUnknown;
-  if (!present) return ServerState::kStopped;
-  return file_exists("/proc/" + std::to_string(pid) + "/comm") ? ServerState::kRunning
-                                                                : ServerState::kStopped;
+// Reads the pid file once and tests that process. A pid outside 1..INT_MAX names
+// no single process (0 and -1 would signal groups), so it counts as stopped.
+WebServer web_server() {
+  WebServer server;
+  if (!file_exists(kWebServerPidFile)) return server;
+  std::string text;
+  if (!read_text_file(kWebServerPidFile, text, 64)) {
+    server.state = ServerState::kUnknown;
+    return server;
+  }
+  long long pid = 0;
+  if (std::sscanf(text.c_str(), "%lld", &pid) != 1 || pid < 1 || pid > INT_MAX) return server;
+  if (file_exists("/proc/" + std::to_string(pid) + "/comm")) {
+    server.state = ServerState::kRunning;
+    server.pid = static_cast<pid_t>(pid);
+  }
+  return server;
 }
 
 int web_server_start() {
-  if (web_server_state() != ServerState::kStopped) return kBusy;
+  if (web_server().state != ServerState::kStopped) return kBusy;
   shell_run(std::string(kWebServer) + " -p " + std::to_string(kWebServerPort) + " -P " +
             kWebServerPidFile + " &");
   std::this_thread::sleep_for(std::chrono::seconds(2));
   return 0;
 }
 
+// Kills exactly the process that was tested, never a pid read again afterwards.
 int web_server_stop() {
-  if (web_server_state() != ServerState::kRunning) return 0;
-  bool present = false;
-  unsigned pid = 0;
-  if (!web_server_pid(present, pid) || !present) return kFileUnreadable;
-  if (pid > 0) kill(static_cast<pid_t>(pid), SIGKILL);
+  const WebServer server = web_server();
+  if (server.state == ServerState::kRunning) kill(server.pid, SIGKILL);
   return 0;
 }
 

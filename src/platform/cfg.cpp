@@ -99,7 +99,10 @@ int cfg_apply(std::string_view package_name) {
   std::string command(kUciApplyCommand);
   command += ' ';
   command += shell_quote(package_name);
-  const int status = shell_run(command);
+  // Putting wireless into effect restarts both radios, which takes tens of seconds
+  // on a slow gateway; an apply still running after two minutes is cut and fails.
+  constexpr std::chrono::minutes kApplyBound{2};
+  const int status = shell_run(command, kApplyBound);
   if (status != 0) {
     std::fprintf(stderr, "failed to apply this transaction ret = %d\n", status);
     return kCfgApplyFailed;

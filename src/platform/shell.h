@@ -42,6 +42,11 @@ int shell_run(std::string_view command, std::chrono::milliseconds timeout = kShe
 ShellResult shell_capture(std::string_view command, std::size_t output_limit = kCaptureLimit,
                           std::chrono::milliseconds timeout = kShellTimeout);
 
+// True when a command ended by itself: not cut at its bound, not killed by a
+// signal, and found and run by the shell (126 and 127 are the shell's "could not
+// run it"). Output that a command which did not end by itself left behind is no answer.
+inline bool ran_to_end(int status) { return status >= 0 && status < 126; }
+
 // Quotes request-derived text as one shell word: 'text', with each ' written as '\''.
 // Text after an embedded NUL is dropped, as a C string would end there.
 std::string shell_quote(std::string_view text);

@@ -31,6 +31,8 @@ std::mutex& wan_type_file_lock() {
 
 void wan_link_state_read(std::string& text) {
   std::lock_guard lock(link_file_lock());
+  // A register read that answers at once (default bound); a cut run leaves no
+  // "off-link" word, which reads as link up, as a missing tool does.
   shell_run("sys portspeed 4 | grep off-link > /tmp/wanHWConnection");
   const std::string word = read_first_word("/tmp/wanHWConnection");
   text = word.empty() ? "1" : "0";
@@ -69,6 +71,7 @@ int wan_type_read(std::string& text) {
   int rc = 0;
   const std::string proto = read_option("network.wan.proto", &rc);
   std::lock_guard lock(wan_type_file_lock());
+  // Reads one interface's state at once (default bound); no line reads as no address.
   shell_run("ifconfig " + shell_quote(ifname) + " | grep \"inet addr:\" > /tmp/wanType");
   const bool has_address = !read_first_word("/tmp/wanType").empty();
   // A DHCP WAN that has no address yet is reported as PPPoE.

@@ -69,7 +69,9 @@ int wifi_enable_read(WifiBand band, bool guest, std::string& out) {
 }
 
 GuestTime guest_timer_remaining_read() {
-  shell_run("/bin/getGuestWifiBonus.sh get_time_gui ath3 > /tmp/guest_wifi_bonus_remaining_time");
+  // A quick script; a run that did not end by itself leaves no remaining time.
+  if (!ran_to_end(shell_run("/bin/getGuestWifiBonus.sh get_time_gui ath3 > /tmp/guest_wifi_bonus_remaining_time")))
+    return {};
   // The word is read as an 11-character area holds it.
   std::string word(read_first_word("/tmp/guest_wifi_bonus_remaining_time").substr(0, 11));
   const long seconds = std::strtol(word.c_str(), nullptr, 10);

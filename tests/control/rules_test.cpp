@@ -195,6 +195,11 @@ TEST_F(Rules, ApprovalSwitchAndListDeletion) {
   EXPECT_TRUE(ran("hv1905App 16 1"));
   EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":0}}})", false),
             R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":1}}})");
+  // An empty first line converts to 0 like the design's decimal read; no line at all fails.
+  test::write_file("/tmp/1905ReturnValue", "\n");
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":1}}})", true).front(), '{');
+  test::write_file("/tmp/1905ReturnValue", "");
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":1}}})", true), "<-26>");
   test::write_file("/tmp/1905ReturnValue", "1\n");
   EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":0}}})", true), "<-26>");
   EXPECT_EQ(option("wireless.wifi.ApproveFlag"), "0");

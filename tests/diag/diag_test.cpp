@@ -45,6 +45,12 @@ TEST(PlatformOutput, TracerouteHops) {
   EXPECT_EQ(hops[1].address, "*");
   EXPECT_EQ(hops[2].address, "*") << "an unscannable line repeats the hop before it";
   EXPECT_EQ(hops[3].time, "9.5");
+  // A name longer than its 63 characters is cut; the hop keeps its own address.
+  hops = parse_traceroute(" 1  gw.example (10.0.0.1)  1.2 ms\n 2  " + std::string(90, 'n') + ".example (10.0.0.2)  3.4 ms\n");
+  ASSERT_EQ(hops.size(), 2u);
+  EXPECT_EQ(hops[1].host, std::string(63, 'n'));
+  EXPECT_EQ(hops[1].address, "10.0.0.2");
+  EXPECT_EQ(hops[1].time, "3.4");
 }
 
 TEST(PlatformOutput, RoutesAndWanInfo) {
@@ -55,9 +61,16 @@ TEST(PlatformOutput, RoutesAndWanInfo) {
   EXPECT_EQ(routes[0].destination, "default");
   EXPECT_EQ(routes[1].gateway, "");
   EXPECT_EQ(routes[1].interface, "br-lan");
-  WanAddresses wan = parse_wan_info("ipaddr: 100.64.1.2 x\nmac:02:aa:bb:cc:dd:ee\nnoise\n");
+  // Each field is cut to its width (23, interface 15): nothing spills into the next.
+  routes = parse_routes("default gateway-of-a-very-long-isp-name.example 0.0.0.0 UG 0 0 0 "
+                        "an-interface-name-too-long\n");
+  ASSERT_EQ(routes.size(), 1u);
+  EXPECT_EQ(routes[0].gateway, "gateway-of-a-very-long-");
+  EXPECT_EQ(routes[0].mask, "0.0.0.0");
+  EXPECT_EQ(routes[0].interface, "an-interface-na");
+  WanAddresses wan = parse_wan_info("ipaddr: 100.64.1.2 x\nmac:02:aa:bb:cc:dd:ee\nnoise\nmac: 02:aa:bb:cc:dd:ff\n");
   EXPECT_EQ(wan.ip, "100.64.1.2");
-  EXPECT_EQ(wan.mac, "02:aa:bb:cc:dd:ee");
+  EXPECT_EQ(wan.mac, "02:aa:bb:cc:dd:ee") << "the first MAC line is the WAN's";
 }
 
 class Diagnostics : public testing::Test {
@@ -87,10 +100,21 @@ TEST_F(Diagnostics, TracerouteKeepsItsHopsForTheConnection) {
             R"j({"IP":{"Diagnostics":{"TraceRoute":{"Host":"x; reboot $(id)","NumberOfTries":3,)j"
             R"("DiagnosticsState":"Complete","RouteHopsNumberOfEntries":2}}}})");
   EXPECT_EQ(recorder_.commands().back(), "traceroute -q 1 'x; reboot $(id)' > /tmp/tracert");
+  // Waited for beyond the tool's own worst case: 30 hops x 1 probe x 5 s.
+  EXPECT_GT(recorder_.timeout_of("traceroute"), 150s);
   EXPECT_EQ(device(R"({"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"HostAddress":"","RTTimes":""},)"
                    R"("i2":{"Host":""},"i3":{"Host":""}}}}}})"),
             R"({"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"HostAddress":"10.0.0.1","RTTimes":"1.0"},)"
             R"("i2":{"Host":"*"},"i3":{"Host":""}}}}}})");
+}
+
+// A traceroute cut at its bound fails the request: its hops are not complete.
+TEST_F(Diagnostics, TracerouteCutAtItsBoundIsNotComplete) {
+  recorder_.answer("traceroute", ShellResult{-1, true, {}});
+  test::write_file("/tmp/tracert", "traceroute to x\n 1  a (10.0.0.1)  1.0 ms\n");
+  EXPECT_EQ(device(R"({"IP":{"Diagnostics":{"TraceRoute":{"Host":"x","DiagnosticsState":"Requested",)"
+                   R"("RouteHopsNumberOfEntries":0}}}})", true),
+            "<-26>");
 }
 
 TEST_F(Diagnostics, RoutingTablePerConnection) {

@@ -22,21 +22,22 @@ using namespace std::chrono_literals;
 class ScenarioRunner final : public CommandRunner {
  public:
   ShellResult execute(const ShellRequest& request) override {
-    std::function<void()> action;
+    Scene scene;
     {
       std::lock_guard lock(mutex_);
       commands_.push_back(request.command);
-      for (const auto& [needle, act] : actions_)
-        if (request.command.find(needle) != std::string::npos) action = act;
+      for (const auto& [needle, act] : scenes_)
+        if (request.command.find(needle) != std::string::npos) scene = act;
     }
-    if (action) action();
+    if (scene.action) scene.action();
     // Reading files back is no platform tool: that runs for real.
     if (request.command.rfind("cat ", 0) == 0) return posix_runner().execute(request);
-    return ShellResult{0, false, {}};
+    return scene.result;
   }
-  void on(std::string needle, std::function<void()> action) {
+  // The last scene whose needle a command holds acts for it.
+  void on(std::string needle, std::function<void()> action, ShellResult result = {0, false, {}}) {
     std::lock_guard lock(mutex_);
-    actions_.emplace_back(std::move(needle), std::move(action));
+    scenes_.emplace_back(std::move(needle), Scene{std::move(action), std::move(result)});
   }
   std::vector<std::string> commands() {
     std::lock_guard lock(mutex_);
@@ -51,7 +52,11 @@ class ScenarioRunner final : public CommandRunner {
  private:
   std::mutex mutex_;
   std::vector<std::string> commands_;
-  std::vector<std::pair<std::string, std::function<void()>>> actions_;
+  struct Scene {
+    std::function<void()> action;
+    ShellResult result{0, false, {}};
+  };
+  std::vector<std::pair<std::string, Scene>> scenes_;
 };
 
 class Firmware : public testing::Test {
@@ -102,6 +107,9 @@ TEST_F(Firmware, VersionsOnlineAndRunning) {
   test::write_file("/tmp/get_online_info", "");
   runner_.on("get_online_info", [] { test::write_file("/tmp/get_online_info", "error\n"); });
   EXPECT_EQ(ota(R"("CheckSoftwareVersion":"")"), "<-23>");
+  // A query cut at its bound counts as failed, whatever an earlier run left.
+  runner_.on("get_online_info", [] { test::write_file("/tmp/get_online_info", "success\n"); }, {-1, true, {}});
+  EXPECT_EQ(ota(R"("CheckSoftwareVersion":"")"), "<-23>");
 }
 
 TEST_F(Firmware, OnlyOneAsSetValueStartsAnUpgrade) {
@@ -146,6 +154,33 @@ TEST_F(Firmware, RefusedImageFailsAndAllowsRebootAgain) {
   EXPECT_EQ(ota(R"("FWUpgradeState":9,"UpdateSoftwareStatus":"")"), R"({"FWUpgradeState":0,"UpdateSoftwareStatus":"Fail"})");
   EXPECT_TRUE(runner_.ran("dd if=/dev/mtdblock3 of=/tmp/mtd3 bs=2 count=1"));
   EXPECT_TRUE(runner_.ran("fw_upgrade fw_check $(cat /tmp/fw_mtd) 1> /tmp/logfile 2> /dev/null"));
+}
+
+// A check that did not end by itself (cut at its bound, killed, or never run) has
+// no verdict: the image is refused as a "Wrong" log would refuse it, never flashed.
+TEST_F(Firmware, CheckWithoutAVerdictRefusesTheImage) {
+  runner_.on("get_online_fw", [] {
+    test::write_file("/tmp/get_online_fw", "success\n");
+    test::write_file("/tmp/rootfs", "image");
+  });
+  for (const ShellResult& unfinished : {ShellResult{-1, true, {}}, ShellResult{128 + 9, false, {}},
+                                        ShellResult{127, false, {}}}) {
+    runner_.on("fw_check", [] { test::write_file("/tmp/logfile", "checking block 1 of 90\n"); }, unfinished);
+    unlink("/tmp/fw_upgrade_status");
+    ASSERT_EQ(fw_upgrade_start(), 0);
+    wait_for_worker();
+    EXPECT_FALSE(fw_upgrade_running) << unfinished.status;
+    EXPECT_FALSE(fw_flashing);
+    EXPECT_FALSE(test::file_exists("/tmp/rootfs"));
+    EXPECT_EQ(ota(R"("FWUpgradeState":9,"UpdateSoftwareStatus":"")"),
+              R"({"FWUpgradeState":0,"UpdateSoftwareStatus":"Fail"})");
+  }
+  EXPECT_FALSE(runner_.ran("do_fw_upgrade.sh &"));
+  // A check that ends by itself with a failing status still lets the log decide.
+  runner_.on("fw_check", [] { test::write_file("/tmp/logfile", "check ok\n"); }, ShellResult{1, false, {}});
+  ASSERT_EQ(fw_upgrade_start(), 0);
+  wait_for_worker();
+  EXPECT_TRUE(runner_.ran("do_fw_upgrade.sh &"));
 }
 
 TEST_F(Firmware, DownloadThatNeverFinishesIsKilled) {
@@ -218,10 +253,19 @@ TEST_F(ExtenderFirmware, UpgradeCommandForms) {
   EXPECT_EQ(runner_.commands().size(), before) << "the MAC has not come yet";
   ext(R"({"L2DevCtrl_AutoCfg":{"HostMAC":"m2; reboot"}})", true);
   EXPECT_EQ(runner_.commands().back(), "/usr/sbin/hv1905App 7 'm2; reboot' '1'");
-  // A command that would not fit is refused and its texts stay pending.
-  ext(R"({"L2DevCtrl_FWCfg":{"AdditionalOption":2,"AdditionalURL":")" + std::string(120, 'u') +
-          R"(","HostMAC":"m3","ControlOption":1}})", true);
-  EXPECT_EQ(runner_.commands().back(), "/usr/sbin/hv1905App 7 'm2; reboot' '1'");
+  // The limit is on the command as composed (127 characters), not on its quoted
+  // form: a 98-character locator fits exactly, one more is refused with -21 and
+  // forgotten, so the next command runs.
+  const std::string url(98, 'u');
+  ext(R"({"L2DevCtrl_FWCfg":{"AdditionalOption":2,"AdditionalURL":")" + url + R"(","HostMAC":"m3","ControlOption":1}})",
+      true);
+  EXPECT_EQ(runner_.commands().back(), "/usr/sbin/hv1905App 9 'm3' '1' '2' '" + url + "'");
+  EXPECT_EQ(ext(R"({"L2DevCtrl_FWCfg":{"AdditionalOption":2,"AdditionalURL":")" + url +
+                R"(u","HostMAC":"m3","ControlOption":1}})", true),
+            "<-21>");
+  EXPECT_EQ(runner_.commands().back(), "/usr/sbin/hv1905App 9 'm3' '1' '2' '" + url + "'");
+  ext(R"({"L2DevCtrl_FWCfg":{"HostMAC":"m4","ControlOption":1}})", true);
+  EXPECT_EQ(runner_.commands().back(), "/usr/sbin/hv1905App 9 'm4' '1' 0 NULL");
 }
 
 TEST_F(ExtenderFirmware, UpgradeStateAndSuccess) {

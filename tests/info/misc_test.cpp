@@ -1,5 +1,8 @@
 // Miscellaneous values and the speed test, through the parser as a request would.
 #include <gtest/gtest.h>
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/stat.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -76,6 +79,63 @@ TEST_F(Misc, WebServerStartsOnceAndStops) {
   int status = 0;
   ASSERT_EQ(waitpid(server, &status, 0), server);
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+}
+
+// Stopping the web server signals exactly the process it found running. The pid
+// file here is a FIFO that names the server to the first reader and -1 to any
+// later one, as a file rewritten between the test and the kill would: a second
+// read would signal every process. It runs as the init of a private PID
+// namespace, so such a kill could reach only the processes made here.
+TEST_F(Misc, WebServerStopSignalsOnlyTheProcessItTested) {
+  pid_t outer = fork();
+  ASSERT_GE(outer, 0);
+  if (outer == 0) {
+    if (unshare(CLONE_NEWPID) != 0) _exit(77);
+    pid_t init = fork();
+    if (init != 0) {
+      int status = 0;
+      waitpid(init, &status, 0);
+      _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 3);
+    }
+    auto sleeper = [] {
+      pid_t pid = fork();
+      if (pid == 0) {
+        pause();
+        _exit(0);
+      }
+      return pid;
+    };
+    const pid_t server = sleeper(), bystander = sleeper();
+    unlink("/var/run/hvhttpd.pid");
+    if (mkfifo("/var/run/hvhttpd.pid", 0600) != 0) _exit(77);
+    pid_t feeder = fork();
+    if (feeder == 0) {
+      for (const std::string& answer : {std::to_string(server) + "\n", std::string("-1\n")}) {
+        int fd = -1;
+        for (int k = 0; k < 200 && fd < 0; ++k) {
+          fd = open("/var/run/hvhttpd.pid", O_WRONLY | O_NONBLOCK);
+          if (fd < 0) usleep(10'000);
+        }
+        if (fd < 0) _exit(0);
+        static_cast<void>(write(fd, answer.data(), answer.size()));
+        close(fd);
+        usleep(50'000);  // the reader takes its end of file before the next answer
+      }
+      _exit(0);
+    }
+    const bool answered = ext(R"("GwSpeedTestInfo":{"Enable":0})", true).front() == '{';
+    int server_status = 0;
+    const bool server_killed = waitpid(server, &server_status, 0) == server && WIFSIGNALED(server_status);
+    const bool bystander_alive = waitpid(bystander, nullptr, WNOHANG) == 0;
+    kill(bystander, SIGKILL);
+    kill(feeder, SIGKILL);
+    _exit(answered && server_killed && bystander_alive ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(outer, &status, 0), outer);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no private PID namespace or FIFO here";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST_F(Misc, ParentalRuleCountComesFromThePipe) {

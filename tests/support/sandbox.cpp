@@ -154,7 +154,7 @@ void seed_gateway_config() {
 
 ShellResult RecordingRunner::execute(const ShellRequest& request) {
   std::lock_guard lock(mutex_);
-  commands_.push_back(request.command);
+  requests_.push_back(request);
   for (const auto& [needle, result] : answers_) {
     if (request.command.find(needle) != std::string::npos) return result;
   }
@@ -163,7 +163,16 @@ ShellResult RecordingRunner::execute(const ShellRequest& request) {
 
 std::vector<std::string> RecordingRunner::commands() const {
   std::lock_guard lock(mutex_);
-  return commands_;
+  std::vector<std::string> commands;
+  for (const ShellRequest& request : requests_) commands.push_back(request.command);
+  return commands;
+}
+
+std::chrono::milliseconds RecordingRunner::timeout_of(std::string_view needle) const {
+  std::lock_guard lock(mutex_);
+  for (auto it = requests_.rbegin(); it != requests_.rend(); ++it)
+    if (it->command.find(needle) != std::string::npos) return it->timeout;
+  return {};
 }
 
 void RecordingRunner::answer(std::string needle, ShellResult result) {

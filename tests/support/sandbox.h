@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -51,12 +52,14 @@ class RecordingRunner final : public CommandRunner {
  public:
   ShellResult execute(const ShellRequest& request) override;
   std::vector<std::string> commands() const;
+  // The bound the last command containing `needle` was run with (0 when none ran).
+  std::chrono::milliseconds timeout_of(std::string_view needle) const;
   // Commands that contain `needle` answer `result`.
   void answer(std::string needle, ShellResult result);
 
  private:
   mutable std::mutex mutex_;
-  std::vector<std::string> commands_;
+  std::vector<ShellRequest> requests_;
   std::vector<std::pair<std::string, ShellResult>> answers_;
 };
 
