@@ -31,6 +31,11 @@ struct Source {
   std::vector<const char*> readers;  // tree paths of the objects or leaves that read it
 };
 
+const std::vector<const char*> kFirmwareReaders = {"Device.DeviceInfo.SoftwareVersion",
+                                                    "Device.DeviceInfo.X_Halvo_SoftwareUpdateOTA"};
+
+// The Wi-Fi fallback files (/tmp/tmppsk, /tmp/tmpSSID*) are read only when the
+// configuration lacks those options, which the seeded one never does.
 const Source kSources[] = {
     {nullptr, "Device",
      {"Device.Hosts", "Device.X_Halvo_Ext.FWNumberOfEntries", "Device.X_Halvo_Ext.FWUpgrade",
@@ -38,15 +43,12 @@ const Source kSources[] = {
     {nullptr, "DevFunc", {"Device.Hosts", "Device.X_Halvo_Ext.GatewayInfo"}},
     {"/tmp/wan_info", nullptr, {"Device.X_Halvo_Ext.DeviceInfo.WanInfo"}},
     {"/tmp/bwm_result", nullptr, {"Device.X_Halvo_Ext.DeviceInfo.WanInfo"}},
-    {"/tmp/hvfw_info", nullptr, {"Device.DeviceInfo"}},
-    {"/tmp/firmware_version", nullptr, {"Device.DeviceInfo"}},
-    {"/tmp/get_online_info", nullptr, {"Device.DeviceInfo"}},
-    {"/tmp/fw_status", nullptr, {"Device.DeviceInfo"}},
-    {"/tmp/fw_upgrade_status", nullptr, {"Device.DeviceInfo"}},
-    {"/tmp/tmppsk", nullptr, {"Device.WiFi"}},
-    {"/tmp/tmpSSID24G", nullptr, {"Device.WiFi"}},
-    {"/tmp/tmpSSID5G", nullptr, {"Device.WiFi"}},
-    {"/tmp/guest_wifi_bonus_remaining_time", nullptr, {"Device.WiFi"}},
+    {"/tmp/hvfw_info", nullptr, kFirmwareReaders},
+    {"/tmp/firmware_version", nullptr, kFirmwareReaders},
+    {"/tmp/get_online_info", nullptr, kFirmwareReaders},
+    {"/tmp/fw_status", nullptr, kFirmwareReaders},
+    {"/tmp/fw_upgrade_status", nullptr, kFirmwareReaders},
+    {"/tmp/guest_wifi_bonus_remaining_time", nullptr, {"Device.WiFi.X_Halvo_GuestAP.Timer"}},
     {"/tmp/hv1905_FWupgrade", nullptr, {"Device.X_Halvo_Ext.L2DevCtrl_FWCfg"}},
     {"/tmp/SpeedTestInfo", nullptr, {"Device.X_Halvo_Ext.SpeedTestInfo"}},
     {"/tmp/wifi_channel", nullptr, {"Device.WiFi.Radio"}},
