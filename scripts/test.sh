@@ -3,6 +3,7 @@
 # address and undefined-behaviour sanitizers.
 source "$(dirname "$0")/common.sh"
 install_packages
+"$ROOT/scripts/check-sources.sh"
 build "$BUILD_DIR"
 run_suite "$BUILD_DIR"
 build "$ROOT/build-asan" -DPEMO_SANITIZE=address

@@ -161,11 +161,16 @@ ShellResult RecordingRunner::execute(const ShellRequest& request) {
   return ShellResult{0, false, {}};
 }
 
-std::vector<std::string> RecordingRunner::commands() const {
+std::vector<std::string> RecordingRunner::commands(std::size_t from) const {
   std::lock_guard lock(mutex_);
   std::vector<std::string> commands;
-  for (const ShellRequest& request : requests_) commands.push_back(request.command);
+  for (std::size_t k = from; k < requests_.size(); ++k) commands.push_back(requests_[k].command);
   return commands;
+}
+
+std::size_t RecordingRunner::count() const {
+  std::lock_guard lock(mutex_);
+  return requests_.size();
 }
 
 std::chrono::milliseconds RecordingRunner::timeout_of(std::string_view needle) const {

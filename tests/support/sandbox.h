@@ -51,7 +51,9 @@ void seed_gateway_config();
 class RecordingRunner final : public CommandRunner {
  public:
   ShellResult execute(const ShellRequest& request) override;
-  std::vector<std::string> commands() const;
+  // The commands recorded so far, from the `from`th on.
+  std::vector<std::string> commands(std::size_t from = 0) const;
+  std::size_t count() const;
   // The bound the last command containing `needle` was run with (0 when none ran).
   std::chrono::milliseconds timeout_of(std::string_view needle) const;
   // Commands that contain `needle` answer `result`.

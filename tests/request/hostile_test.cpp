@@ -1,0 +1,98 @@
+// Hostile values at every text leaf of the tree, each in a set request walked
+// in-process with the platform commands recorded. A value may change which
+// commands run (a refused one runs none), but never the shape of a command: no
+// value ends its word, starts another command or expands; and none adds an
+// option to the configuration or a table or row to the probe database.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+#include <thread>
+
+#include "core/connection.h"
+#include "firmware/firmware.h"
+#include "platform/probe_db.h"
+#include "request/param_tree.h"
+#include "support/documents.h"
+#include "support/hostile.h"
+#include "support/probe.h"
+#include "support/sandbox.h"
+#include "support/walk.h"
+
+namespace pemo {
+namespace {
+
+using Shape = std::vector<std::string>;
+
+class HostileValues : public testing::Test {
+ protected:
+  void SetUp() override {
+    PEMO_REQUIRE_SANDBOX();
+    test::seed_gateway_config();
+    test::seed_probe_db(kProbeDbPath);
+    ASSERT_EQ(probe_db_open(), 0);
+    ASSERT_EQ(connection_record_add(std::this_thread::get_id()), 0);
+    fw_set_download_wait({std::chrono::milliseconds(1), 1});
+    const ParamTree& tree = param_tree();
+    for (int position = 0; position < static_cast<int>(kNodeCount); ++position)
+      if (tree.node(position).type == kString) leaves_.push_back(position);
+  }
+  void TearDown() override {
+    connection_record_remove(std::this_thread::get_id());
+    probe_db_close_for_tests();
+  }
+
+  // Walks `value` at `position` in a set request; the shapes of the commands it ran.
+  std::vector<std::pair<Shape, std::string>> set(int position, const std::string& value) {
+    const std::size_t before = recorder_.count();
+    const JsonPtr text(json_object_new_string_len(value.data(), static_cast<int>(value.size())));
+    test::walk(test::document_for(param_tree(), position, json_object_to_json_string_ext(text.get(), JSON_C_TO_STRING_PLAIN)),
+               true);
+    std::vector<std::pair<Shape, std::string>> shapes;
+    for (const std::string& command : recorder_.commands(before)) shapes.emplace_back(test::shell_shape(command), command);
+    return shapes;
+  }
+
+  std::vector<int> leaves_;
+  test::RecordingRunner recorder_;
+  ScopedRunner scoped_{recorder_};
+};
+
+TEST_F(HostileValues, NeverChangeACommandsShapeNorAddToTheConfiguration) {
+  const auto schema = test::sql(kProbeDbPath, "SELECT type, name, sql FROM sqlite_master ORDER BY name;");
+  const auto rows = test::sql(kProbeDbPath, "SELECT count(*) FROM Device;");
+  std::map<int, std::set<Shape>> benign;
+  for (const std::string value : {"benign", "1", "0", "5G", "a4:5e:60:11:22:33", "http://a.example/x"})
+    for (int position : leaves_)
+      for (auto& [shape, command] : set(position, value)) benign[position].insert(shape);
+  const std::set<std::string> benign_options = test::option_names(test::read_file);
+
+  const std::vector<std::string> values = test::hostile_values();
+  ASSERT_GE(values.size(), 60u);
+  for (const std::string& value : values)
+    for (int position : leaves_)
+      for (const auto& [shape, command] : set(position, value))
+        EXPECT_EQ(benign[position].count(shape), 1u)
+            << param_tree().path(position) << " = " << ::testing::PrintToString(value) << " ran: " << command;
+
+  for (const std::string& option : test::option_names(test::read_file))
+    EXPECT_EQ(benign_options.count(option), 1u) << "an option appeared: " << option;
+  EXPECT_EQ(test::sql(kProbeDbPath, "SELECT type, name, sql FROM sqlite_master ORDER BY name;"), schema);
+  EXPECT_EQ(test::sql(kProbeDbPath, "SELECT count(*) FROM Device;"), rows);
+  std::printf("hostile: %zu values at %zu text leaves\n", values.size(), leaves_.size());
+}
+
+// The shape tells a quoted value from one that reaches the shell.
+TEST(ShellShape, QuotedWordsKeepTheShape) {
+  const Shape plain = test::shell_shape("uci set parental.rule1.name='x' && uci commit parental");
+  EXPECT_EQ(test::shell_shape("uci set parental.rule1.name='a; $(b) `c`' && uci commit parental"), plain);
+  EXPECT_EQ(test::shell_shape("uci set parental.rule1.name=''\\''x'\\''' && uci commit parental"), plain);
+  EXPECT_NE(test::shell_shape("uci set parental.rule1.name='a'; b' && uci commit parental"), plain);
+  EXPECT_NE(test::shell_shape("uci set parental.rule1.name=\"$(b)\" && uci commit parental"), plain);
+  EXPECT_NE(test::shell_shape("uci set parental.rule1.name=a b && uci commit parental"), plain);
+  EXPECT_NE(test::shell_shape("uci set parental.rule1.name=* && uci commit parental"), plain);
+  EXPECT_EQ(test::shell_shape("echo 'open"), Shape{"UNTERMINATED"});
+}
+
+}  // namespace
+}  // namespace pemo
