@@ -1,10 +1,11 @@
 #!/bin/sh
 # Builds the simulated gateway's root file system from the project.
-# Usage: build-rootfs.sh ROOT AGENT UCI
+# Usage: build-rootfs.sh ROOT AGENT UCI FASTSLEEP
 #   ROOT   directory to (re)create, under the build directory
 #   AGENT  the pemo-agent binary; UCI  the uci tool
+#   FASTSLEEP  the library that shortens the agent's sleeps (gateway.sh --fast-sleeps)
 set -eu
-root=$1 agent=$2 uci=$3
+root=$1 agent=$2 uci=$3 fastsleep=$4
 sim=$(cd "$(dirname "$0")" && pwd)
 source_dir=$(dirname "$sim")
 
@@ -43,6 +44,8 @@ install_binary "$agent" /usr/sbin/pemo-agent
 install_binary "$uci" /sbin/uci
 # The probe database's own client, for people and tests inside the gateway.
 install_binary "$(command -v sqlite3)" /usr/bin/sqlite3
+
+cp "$fastsleep" sim/fastsleep.so
 
 # The platform tools, all served by one stand-in.
 cp "$sim/standin.sh" sim/standin

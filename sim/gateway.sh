@@ -1,8 +1,9 @@
 #!/bin/sh
 # Runs the unchanged agent inside the simulated gateway, in the foreground.
-# Usage: gateway.sh --root ROOT --mnt DIR [-- AGENT ARGUMENTS...]
+# Usage: gateway.sh --root ROOT --mnt DIR [--fast-sleeps] [-- AGENT ARGUMENTS...]
 #   ROOT  the root file system made by build-rootfs.sh (never written)
 #   DIR   an empty directory to mount the gateway's private view on
+#   --fast-sleeps  every sleep of the agent lasts a hundredth (load tests)
 # The gateway has private mount and PID namespaces and the caller's network: from
 # the host, the agent is on 127.0.0.1 port 263. Everything it writes lives in a
 # tmpfs that disappears with it; stopping it (Ctrl-C) leaves nothing behind.
@@ -13,6 +14,7 @@ while [ $# -gt 0 ]; do
 	--root) root=$2; shift 2 ;;
 	--mnt) mnt=$2; shift 2 ;;
 	--inside) inside=1; shift ;;
+	--fast-sleeps) export PEMO_FAST_SLEEPS=1; shift ;;
 	--) shift; break ;;
 	*) echo "gateway.sh: unknown option $1" >&2; exit 2 ;;
 	esac

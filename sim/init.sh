@@ -8,7 +8,14 @@ mount --bind /sim/drop_caches /proc/sys/vm/drop_caches
 syslogd -O /var/log/messages
 # In the foreground, so that Ctrl-C on the terminal reaches it (a background
 # command of a script would ignore SIGINT).
-/usr/sbin/pemo-agent "$@"
+if [ -n "${PEMO_FAST_SLEEPS:-}" ]; then
+	# A sanitizer runtime wants to be loaded first; the preloaded library only
+	# forwards sleeps, so the order does not matter to it.
+	LD_PRELOAD=/sim/fastsleep.so ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}verify_asan_link_order=0" \
+		/usr/sbin/pemo-agent "$@"
+else
+	/usr/sbin/pemo-agent "$@"
+fi
 status=$?
 echo "$status" >/sim/agent.exit
 exit $status

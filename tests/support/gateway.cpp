@@ -29,9 +29,11 @@ pid_t first_child(pid_t parent) {
 
 SimGateway::~SimGateway() { stop(); }
 
-bool SimGateway::start(const std::vector<std::string>& agent_arguments) {
-  std::vector<std::string> words{"/bin/sh", PEMO_SOURCE_DIR "/sim/gateway.sh", "--root",
-                                 PEMO_SIM_ROOT, "--mnt", PEMO_SIM_MNT, "--"};
+bool SimGateway::start(const std::vector<std::string>& agent_arguments, bool fast_sleeps) {
+  std::vector<std::string> words{"/bin/sh", PEMO_SOURCE_DIR "/sim/gateway.sh", "--root", PEMO_SIM_ROOT, "--mnt",
+                                 PEMO_SIM_MNT};
+  if (fast_sleeps) words.emplace_back("--fast-sleeps");
+  words.emplace_back("--");
   words.insert(words.end(), agent_arguments.begin(), agent_arguments.end());
   launcher_pid_ = spawn_logged(words, "/tmp/gateway.log");
   if (launcher_pid_ < 0) return false;

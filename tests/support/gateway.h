@@ -20,8 +20,10 @@ class SimGateway {
   SimGateway& operator=(const SimGateway&) = delete;
   ~SimGateway();
 
-  // Starts the gateway and waits until the agent accepts connections.
-  bool start(const std::vector<std::string>& agent_arguments = {});
+  // Starts the gateway and waits until the agent accepts connections. With
+  // `fast_sleeps` every sleep of the agent lasts a hundredth (its pause between
+  // accepted connections among them), for tests of how much it serves.
+  bool start(const std::vector<std::string>& agent_arguments = {}, bool fast_sleeps = false);
   // Stops it; nothing of it remains.
   void stop();
   bool running() const { return init_pid_ > 0; }
