@@ -3,7 +3,7 @@
 # Usage: gateway.sh --root ROOT --mnt DIR [--fast-sleeps] [-- AGENT ARGUMENTS...]
 #   ROOT  the root file system made by build-rootfs.sh (never written)
 #   DIR   an empty directory to mount the gateway's private view on
-#   --fast-sleeps  every sleep of the agent lasts a hundredth (load tests)
+#   --fast-sleeps  the agent's sleeps under a second last a hundredth (load tests)
 # The gateway has private mount and PID namespaces and the caller's network: from
 # the host, the agent is on 127.0.0.1 port 263. Everything it writes lives in a
 # tmpfs that disappears with it; stopping it (Ctrl-C) leaves nothing behind.

@@ -15,14 +15,14 @@
 namespace pemo {
 namespace {
 
-// Records every command; runs those of the uci tool with the project's build.
+// Records every command; runs those of the uci tool with the gateway's one.
 class UciRunner final : public CommandRunner {
  public:
   ShellResult execute(const ShellRequest& request) override {
     recorder_.execute(request);
     if (request.command.rfind("uci ", 0) != 0) return ShellResult{0, false, {}};
     ShellRequest real = request;
-    real.command = std::string(PEMO_UCI_PATH) + request.command.substr(3);
+    real.command = std::string(PEMO_GATEWAY_UCI_PATH) + request.command.substr(3);
     return posix_runner().execute(real);
   }
   std::vector<std::string> commands() const { return recorder_.commands(); }

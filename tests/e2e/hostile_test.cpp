@@ -52,8 +52,8 @@ class Hostile : public testing::Test {
  protected:
   void SetUp() override {
     PEMO_REQUIRE_SANDBOX();
-    // What runs matters here, not when: the agent's pauses (between accepted
-    // connections, before an apply, between download polls) are cut short.
+    // What runs matters here, not when: the agent's pause between accepted
+    // connections (a Wi-Fi set closes the connection) is cut short.
     ASSERT_TRUE(gateway_.start({}, true));
     const ParamTree& tree = param_tree();
     for (int position = 0; position < static_cast<int>(kNodeCount); ++position) {

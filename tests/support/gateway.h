@@ -21,8 +21,8 @@ class SimGateway {
   ~SimGateway();
 
   // Starts the gateway and waits until the agent accepts connections. With
-  // `fast_sleeps` every sleep of the agent lasts a hundredth (its pause between
-  // accepted connections among them), for tests of how much it serves.
+  // `fast_sleeps` the agent's sleeps under a second last a hundredth (its pause
+  // between accepted connections among them), for tests of how much it serves.
   bool start(const std::vector<std::string>& agent_arguments = {}, bool fast_sleeps = false);
   // Stops it; nothing of it remains.
   void stop();
