@@ -39,9 +39,9 @@ const uci::Dirs& cfg_dirs() {
 namespace {
 
 // Parses the path and loads its package: 0, -12 or -13.
-int open_path(std::string_view text, uci::Path& path, uci::Package& package) {
+int open_path(std::string_view text, uci::Path& path, std::shared_ptr<const uci::Package>& package) {
   if (uci::parse_path(text, path) != uci::kOk) return unusable_path(text);
-  if (uci::load_package(cfg_dirs(), path.package, package) != uci::kOk) return package_not_found();
+  if (uci::load_shared(cfg_dirs(), path.package, package) != uci::kOk) return package_not_found();
   return 0;
 }
 
@@ -50,10 +50,10 @@ int open_path(std::string_view text, uci::Path& path, uci::Package& package) {
 int cfg_get(std::string& buffer, std::size_t capacity) {
   log_msg(kLogDebug, "UCI get command: %s\n", buffer.c_str());
   uci::Path path;
-  uci::Package package;
+  std::shared_ptr<const uci::Package> package;
   uci::Resolved found;
   int rc = open_path(buffer, path, package);
-  if (rc == 0 && (found = uci::resolve(package, path)).found != uci::Found::kComplete) rc = not_found();
+  if (rc == 0 && (found = uci::resolve(*package, path)).found != uci::Found::kComplete) rc = not_found();
   if (rc != 0) {
     buffer.clear();
     return rc;
@@ -74,7 +74,7 @@ int cfg_set(std::string_view path_text, std::string_view value) {
   const std::string path_copy(path_text), value_copy(value);
   log_msg(kLogDebug, "UCI set command: %s value:%s\n", path_copy.c_str(), value_copy.c_str());
   uci::Path path;
-  uci::Package package;
+  std::shared_ptr<const uci::Package> package;
   if (int rc = open_path(path_text, path, package); rc != 0) return rc;
   log_msg(kLogDebug, "set:ptr.value=%s\n", value_copy.c_str());
   const int staged = uci::stage_set(cfg_dirs(), path, value);
@@ -94,8 +94,8 @@ int cfg_set(std::string_view path_text, std::string_view value) {
 }
 
 int cfg_apply(std::string_view package_name) {
-  uci::Package package;
-  if (uci::load_package(cfg_dirs(), package_name, package) != uci::kOk) return package_not_found();
+  std::shared_ptr<const uci::Package> package;
+  if (uci::load_shared(cfg_dirs(), package_name, package) != uci::kOk) return package_not_found();
   std::string command(kUciApplyCommand);
   command += ' ';
   command += shell_quote(package_name);

@@ -11,9 +11,13 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <map>
 #include <memory>
+#include <mutex>
+#include <optional>
 
 #include "platform/fd.h"
+#include "platform/lifetime.h"
 
 namespace pemo::uci {
 namespace {
@@ -273,23 +277,66 @@ int read_changes(const Dirs& dirs, std::string_view package, std::vector<Change>
   return parse_changes(text, package, changes, lines, error);
 }
 
+// Packages as parsed last, with the exact text of the package file and of its
+// change file they were parsed from. A load always reads both files and reuses a
+// parse only when both texts are the same byte for byte, so it never serves what
+// the files no longer say, whoever wrote them and however fast; it saves only
+// the parsing, which is most of a load's cost.
+struct ParseCache {
+  struct Entry {
+    std::string config_text;
+    std::optional<std::string> delta_text;  // none: no change file
+    std::shared_ptr<const Package> package;
+  };
+  std::mutex mutex;
+  std::map<std::string, Entry> entries;  // by package file path
+};
+
+ParseCache& parse_cache() { return process_lifetime<ParseCache>(); }
+
 // Loads a package from its files, with its staged changes applied; the caller
-// holds the package lock. Nothing is cached: a rewrite by another process within
-// one timestamp tick, at the same size, would make a cached copy stale.
-int load_locked(const Dirs& dirs, std::string_view name, Package& out, ParseError& error) {
+// holds the package lock.
+int load_locked(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out, ParseError& error) {
   if (!valid_package_name(name)) return kErrInval;
-  std::string text;
-  int rc = read_file(dirs.config + "/" + std::string(name), text);
+  const std::string path = dirs.config + "/" + std::string(name);
+  std::string config_text, delta;
+  int rc = read_file(path, config_text);
   if (rc != kOk) return rc;
-  Package package;
-  rc = parse_package(text, name, package, error);
+  std::optional<std::string> delta_text;
+  rc = read_file(delta_path(dirs, name), delta);
+  if (rc == kOk) delta_text = std::move(delta);
+  else if (rc != kErrNotFound) return rc;
+
+  ParseCache& cache = parse_cache();
+  {
+    std::lock_guard lock(cache.mutex);
+    auto it = cache.entries.find(path);
+    if (it != cache.entries.end() && it->second.config_text == config_text && it->second.delta_text == delta_text) {
+      out = it->second.package;
+      return kOk;
+    }
+  }
+  auto package = std::make_shared<Package>();
+  rc = parse_package(config_text, name, *package, error);
   if (rc != kOk) return rc;
   std::vector<Change> changes;
-  rc = read_changes(dirs, name, changes, nullptr, error);
-  if (rc != kOk) return rc;
-  for (const Change& change : changes) apply_change(package, change);
-  out = std::move(package);
+  if (delta_text) {
+    rc = parse_changes(*delta_text, name, changes, nullptr, error);
+    if (rc != kOk) return rc;
+  }
+  for (const Change& change : changes) apply_change(*package, change);
+  out = package;
+  std::lock_guard lock(cache.mutex);
+  cache.entries[path] = ParseCache::Entry{std::move(config_text), std::move(delta_text), out};
   return kOk;
+}
+
+// The same, copied for a caller that changes it.
+int load_locked(const Dirs& dirs, std::string_view name, Package& out, ParseError& error) {
+  std::shared_ptr<const Package> package;
+  const int rc = load_locked(dirs, name, package, error);
+  if (rc == kOk) out = *package;
+  return rc;
 }
 
 int append_change(const Dirs& dirs, std::string_view package, const Change& change) {
@@ -486,12 +533,20 @@ int parse_path(std::string_view text, Path& out) {
   return kOk;
 }
 
-int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error) {
+int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out,
+                ParseError* error) {
   if (!valid_package_name(name)) return kErrInval;
   ParseError ignored;
   PackageLock lock;
   static_cast<void>(lock.acquire(dirs, name, false));  // readers go on without a save directory
   return load_locked(dirs, name, out, error != nullptr ? *error : ignored);
+}
+
+int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error) {
+  std::shared_ptr<const Package> package;
+  const int rc = load_shared(dirs, name, package, error);
+  if (rc == kOk) out = *package;
+  return rc;
 }
 
 Resolved resolve(const Package& package, const Path& path) {

@@ -4,6 +4,7 @@
 // Shared by the agent (cfg.h) and the `uci` command-line tool.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -88,6 +89,10 @@ struct Dirs {
 // Loads a package with its staged changes applied. kOk; kErrNotFound when the
 // package file does not exist; kErrParse (with `error`) or kErrIo otherwise.
 int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error = nullptr);
+// The same, shared instead of copied, for readers that only look. Both files are
+// read every time; only their parse is reused, and only for the same bytes.
+int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out,
+                ParseError* error = nullptr);
 
 enum class Found { kComplete, kSectionMissing, kOptionMissing };
 struct Resolved {
