@@ -99,10 +99,13 @@ TEST_F(Rules, RuleValuesAreStoredExactlyAndReadBack) {
                  R"("Scheduling":{"Days":"","TimeStopMin":""}}}}})", false),
             R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"a $(reboot) `id`; b","HostMAC":"a4:5e:60:11:22:33",)"
             R"("Delete":"","Scheduling":{"Days":"Mon,Fri","TimeStopMin":"30"}}}}})");
-  // A command that would not fit the design's 127 characters is refused.
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":")" + std::string(100, 'n') + R"("}}}})", true),
+  // A command that would not fit the design's 127 characters is refused:
+  // "uci set parental.rule1.name='...'" holds 127 with a 97-character name.
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":")" + std::string(98, 'n') + R"("}}}})", true),
             "<-21>");
   EXPECT_EQ(option("parental.rule1.name"), "a $(reboot) `id`; b");
+  walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":")" + std::string(97, 'n') + R"("}}}})", true);
+  EXPECT_EQ(option("parental.rule1.name"), std::string(97, 'n'));
 }
 
 TEST_F(Rules, EnableTurnsTheMasterSwitchOn) {

@@ -168,7 +168,7 @@ TEST_F(Session, SilentAndHalfHeaderPeersDoNotHoldOthers) {
 TEST_F(Session, ControlBytesAreRefusedButTabIsNot) {
   Peer peer;
   using namespace std::string_view_literals;
-  for (std::string_view bad : {"{\n}"sv, "{\r}"sv, "{\0}"sv, "{\x7f}"sv}) {
+  for (std::string_view bad : {"{\n}"sv, "{\r}"sv, "{\0}"sv, "{\x1f}"sv, "{\x7f}"sv}) {
     peer.request(kTypeParamGet, bad);
     EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword));
   }

@@ -76,6 +76,17 @@ TEST_F(Cfg, SetCommitsAtOnceAndKeepsValuesExact) {
   EXPECT_EQ(buffer, value);
 }
 
+// A commit that cannot write the new package file fails the set; the old file stays.
+TEST_F(Cfg, SetWhoseCommitFailsIsCommitFailed) {
+  ASSERT_EQ(mkdir("/etc/config/.system.uci-new", 0755), 0);  // where the new file would go
+  EXPECT_EQ(cfg_set("system.main.hostname", "x"), kCfgCommitFailed);
+  rmdir("/etc/config/.system.uci-new");
+  std::string buffer;
+  EXPECT_EQ(get_device_hostname(buffer), 0);
+  EXPECT_EQ(buffer, "x") << "the change stays staged";
+  EXPECT_EQ(test::read_file("/etc/config/system").find("'x'"), std::string::npos);
+}
+
 TEST_F(Cfg, SetOnAMissingPackageCommitsNothing) {
   EXPECT_EQ(cfg_set("nosuch.main.x", "1"), kCfgPackageNotFound);
   EXPECT_FALSE(test::file_exists("/etc/config/nosuch"));

@@ -1,3 +1,4 @@
+#include "platform/probe_db.h"
 #include "platform/shell.h"
 
 #include <gtest/gtest.h>
@@ -23,6 +24,8 @@ TEST(ShellQuote, HostileTextComesBackAsOneArgument) {
 
 TEST(ShellQuote, TextEndsAtNul) {
   EXPECT_EQ(shell_quote(std::string_view("ab\0;reboot", 10)), "'ab'");
+  // An SQL literal's body: single quotes doubled, cut at NUL as SQLite's %q is.
+  EXPECT_EQ(sql_quote(std::string_view("it's\0' OR 1", 11)), "it''s");
 }
 
 TEST(PosixRunner, ReportsExitStatus) {
