@@ -88,21 +88,11 @@ std::string reader_document(const Source& source) {
   JsonPtr document(json_object_new_object());
   for (const char* path : source.readers) {
     const int position = position_of(tree, path);
-    const std::vector<std::string> names = test::member_path(tree, position);
-    json_object* parent = document.get();
-    for (std::size_t k = 0; k + 1 < names.size(); ++k) {
-      json_object* next = json_object_object_get(parent, names[k].c_str());
-      if (next == nullptr) {
-        next = json_object_new_object();
-        json_object_object_add(parent, names[k].c_str(), next);
-      }
-      parent = next;
-    }
     const int type = tree.node(position).type;
-    json_object_object_add(parent, names.back().c_str(),
-                           type == kObject ? test::every_leaf_below(tree, position)
-                           : type == kInt  ? json_object_new_int(0)
-                                           : json_object_new_string(""));
+    test::add_member(document.get(), tree, position,
+                     type == kObject ? test::every_leaf_below(tree, position)
+                     : type == kInt  ? json_object_new_int(0)
+                                     : json_object_new_string(""));
   }
   name_the_extender(document.get());
   return json_object_to_json_string_ext(document.get(), JSON_C_TO_STRING_PLAIN);

@@ -30,17 +30,8 @@ class Document {
  public:
   Document() : root_(json_object_new_object()) {}
   void add(const ParamTree& tree, int position, const std::string& value) {
-    const std::vector<std::string> names = test::member_path(tree, position);
-    json_object* object = root_.get();
-    for (std::size_t k = 0; k + 1 < names.size(); ++k) {
-      json_object* next = json_object_object_get(object, names[k].c_str());
-      if (next == nullptr) {
-        next = json_object_new_object();
-        json_object_object_add(object, names[k].c_str(), next);
-      }
-      object = next;
-    }
-    json_object_object_add(object, names.back().c_str(), json_object_new_string_len(value.data(), static_cast<int>(value.size())));
+    test::add_member(root_.get(), tree, position,
+                     json_object_new_string_len(value.data(), static_cast<int>(value.size())));
   }
   std::string text() const { return json_object_to_json_string_ext(root_.get(), JSON_C_TO_STRING_PLAIN); }
 

@@ -33,6 +33,22 @@ inline std::string document_for(const ParamTree& tree, int position, const std::
   return text;
 }
 
+// Adds `value` to `root` as the member of `position`, creating the objects on
+// the way that `root` does not have yet (`value` is taken over).
+inline void add_member(json_object* root, const ParamTree& tree, int position, json_object* value) {
+  const std::vector<std::string> names = member_path(tree, position);
+  json_object* parent = root;
+  for (std::size_t k = 0; k + 1 < names.size(); ++k) {
+    json_object* next = json_object_object_get(parent, names[k].c_str());
+    if (next == nullptr) {
+      next = json_object_new_object();
+      json_object_object_add(parent, names[k].c_str(), next);
+    }
+    parent = next;
+  }
+  json_object_object_add(parent, names.back().c_str(), value);
+}
+
 // A get request object holding every leaf below `position` (instances as "i1"),
 // leaving out the nodes in `skip` (by index).
 inline json_object* every_leaf_below(const ParamTree& tree, int position, const std::set<int>& skip = {}) {
