@@ -49,7 +49,9 @@ int sys_query_response_init(const char* path) {
     std::printf("%s : No AppVersion in feature list\n", "sys_query_response_init");
     return -1;
   }
-  state.app_version = std::atof(std::string(json_text(version).value_or(json_object_to_json_string(version))).c_str());
+  // A text is read as it stands, any other value as its JSON form.
+  const std::string version_text(json_text(version).value_or(json_object_to_json_string(version)));
+  state.app_version = std::atof(version_text.c_str());
   json_object_object_add(level, "MagicNum", json_object_new_string(kMagicNumber));
   state.response = json_object_to_json_string(document.get());
   state.document = std::move(document);
