@@ -1,69 +1,20 @@
 // Parental rules, host blocking and approval lists, with the uci command line run
 // for real on the sandbox's /etc/config and every command recorded.
-#include <gtest/gtest.h>
-
-#include <thread>
-
-#include "core/connection.h"
-#include "platform/cfg.h"
-#include "platform/json.h"
-#include "platform/probe_db.h"
-#include "request/parser.h"
-#include "support/probe.h"
-#include "support/sandbox.h"
+#include "support/handler.h"
 
 namespace pemo {
 namespace {
 
-// Records every command; runs those of the uci tool with the gateway's one.
-class UciRunner final : public CommandRunner {
- public:
-  ShellResult execute(const ShellRequest& request) override {
-    recorder_.execute(request);
-    if (request.command.rfind("uci ", 0) != 0) return ShellResult{0, false, {}};
-    ShellRequest real = request;
-    real.command = std::string(PEMO_GATEWAY_UCI_PATH) + request.command.substr(3);
-    return posix_runner().execute(real);
-  }
-  std::vector<std::string> commands() const { return recorder_.commands(); }
-
- private:
-  test::RecordingRunner recorder_;
-};
-
-class Rules : public testing::Test {
+class Rules : public test::HandlerTest {
  protected:
   void SetUp() override {
-    PEMO_REQUIRE_SANDBOX();
-    test::seed_gateway_config();
-    test::seed_probe_db(kProbeDbPath);
-    ASSERT_EQ(probe_db_open(), 0);
-    ASSERT_EQ(connection_record_add(std::this_thread::get_id()), 0);
+    HandlerTest::SetUp();
+    if (IsSkipped()) return;
+    runner_.run_for_real("uci ", PEMO_GATEWAY_UCI_PATH " ");
     walk(R"({"Hosts":{"HostNumberOfEntries":0}})", false);  // this connection's host snapshot
   }
-  void TearDown() override {
-    connection_record_remove(std::this_thread::get_id());
-    probe_db_close_for_tests();
-  }
-  std::string walk(const std::string& object, bool set) {
-    JsonPtr document(json_tokener_parse((R"({"Device":)" + object + "}").c_str()));
-    EXPECT_TRUE(document) << object;
-    ParseContext context = new_parse_context(set);
-    int r = message_parser(document.get(), context);
-    if (r < 0) return "<" + std::to_string(r) + ">";
-    return json_object_to_json_string_ext(json_object_object_get(document.get(), "Device"), JSON_C_TO_STRING_PLAIN);
-  }
-  static std::string option(const std::string& path) {
-    std::string value = path;
-    return cfg_get(value) == 0 ? value : "<" + std::to_string(cfg_get(value)) + ">";
-  }
-  bool ran(const std::string& command) const {
-    for (const std::string& c : runner_.commands())
-      if (c == command) return true;
-    return false;
-  }
-  UciRunner runner_;
-  ScopedRunner scoped_{runner_};
+  static std::string walk(const std::string& object, bool set) { return test::device(object, set); }
+  bool ran(const std::string& command) const { return runner_.ran(command); }
 };
 
 TEST_F(Rules, AddingRulesCountsAndRefillsTheLastOne) {

@@ -1,16 +1,9 @@
 // Readers of platform output, traceroute, routing table, WAN information, and
 // the WAN watcher.
-#include <gtest/gtest.h>
-
-#include <thread>
-
-#include "core/connection.h"
 #include "core/wan_watch.h"
 #include "diag/probes.h"
 #include "diag/wan_state.h"
-#include "platform/json.h"
-#include "request/parser.h"
-#include "support/sandbox.h"
+#include "support/handler.h"
 
 namespace pemo {
 namespace {
@@ -73,22 +66,9 @@ TEST(PlatformOutput, RoutesAndWanInfo) {
   EXPECT_EQ(wan.mac, "02:aa:bb:cc:dd:ee") << "the first MAC line is the WAN's";
 }
 
-class Diagnostics : public testing::Test {
+class Diagnostics : public test::HandlerTest {
  protected:
-  void SetUp() override {
-    PEMO_REQUIRE_SANDBOX();
-    ASSERT_EQ(connection_record_add(std::this_thread::get_id()), 0);
-  }
-  void TearDown() override { connection_record_remove(std::this_thread::get_id()); }
-  std::string device(const std::string& object, bool set = false) {
-    JsonPtr document(json_tokener_parse((R"({"Device":)" + object + "}").c_str()));
-    ParseContext context = new_parse_context(set);
-    int r = message_parser(document.get(), context);
-    if (r < 0) return "<" + std::to_string(r) + ">";
-    return json_object_to_json_string_ext(json_object_object_get(document.get(), "Device"), JSON_C_TO_STRING_PLAIN);
-  }
-  test::RecordingRunner recorder_;
-  ScopedRunner scoped_{recorder_};
+  static std::string device(const std::string& object, bool set = false) { return test::device(object, set); }
 };
 
 TEST_F(Diagnostics, TracerouteKeepsItsHopsForTheConnection) {
@@ -99,9 +79,9 @@ TEST_F(Diagnostics, TracerouteKeepsItsHopsForTheConnection) {
                    R"("DiagnosticsState":"Requested","RouteHopsNumberOfEntries":0}}}})", true),
             R"j({"IP":{"Diagnostics":{"TraceRoute":{"Host":"x; reboot $(id)","NumberOfTries":3,)j"
             R"("DiagnosticsState":"Complete","RouteHopsNumberOfEntries":2}}}})");
-  EXPECT_EQ(recorder_.commands().back(), "traceroute -q 1 'x; reboot $(id)' > /tmp/tracert");
+  EXPECT_EQ(runner_.commands().back(), "traceroute -q 1 'x; reboot $(id)' > /tmp/tracert");
   // Waited for beyond the tool's own worst case: 30 hops x 1 probe x 5 s.
-  EXPECT_GT(recorder_.timeout_of("traceroute"), 150s);
+  EXPECT_GT(runner_.timeout_of("traceroute"), 150s);
   EXPECT_EQ(device(R"({"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"HostAddress":"","RTTimes":""},)"
                    R"("i2":{"Host":""},"i3":{"Host":""}}}}}})"),
             R"({"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"HostAddress":"10.0.0.1","RTTimes":"1.0"},)"
@@ -110,7 +90,7 @@ TEST_F(Diagnostics, TracerouteKeepsItsHopsForTheConnection) {
 
 // A traceroute cut at its bound fails the request: its hops are not complete.
 TEST_F(Diagnostics, TracerouteCutAtItsBoundIsNotComplete) {
-  recorder_.answer("traceroute", ShellResult{-1, true, {}});
+  runner_.answer("traceroute", ShellResult{-1, true, {}});
   test::write_file("/tmp/tracert", "traceroute to x\n 1  a (10.0.0.1)  1.0 ms\n");
   EXPECT_EQ(device(R"({"IP":{"Diagnostics":{"TraceRoute":{"Host":"x","DiagnosticsState":"Requested",)"
                    R"("RouteHopsNumberOfEntries":0}}}})", true),
@@ -118,7 +98,7 @@ TEST_F(Diagnostics, TracerouteCutAtItsBoundIsNotComplete) {
 }
 
 TEST_F(Diagnostics, RoutingTablePerConnection) {
-  recorder_.answer("route", ShellResult{0, false,
+  runner_.answer("route", ShellResult{0, false,
                                         "Kernel IP routing table\nDestination Gateway Genmask Flags Metric Ref Use Iface\n"
                                         "default 100.64.0.1 0.0.0.0 UG 0 0 0 eth4\n"
                                         "192.168.1.0 * 255.255.255.0 U 0 0 0 br-lan\n"});

@@ -1,18 +1,8 @@
 // Host list, extender values and host changes against a seeded probe database.
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <chrono>
-#include <thread>
-
-#include "core/connection.h"
 #include "info/info.h"
-#include "platform/json.h"
-#include "platform/probe_db.h"
-#include "request/features.h"
-#include "request/parser.h"
-#include "support/probe.h"
-#include "support/sandbox.h"
+#include "support/handler.h"
 
 namespace pemo {
 namespace {
@@ -22,38 +12,16 @@ namespace {
 //   (extender, WiFi 5G), i4 desktop (wired), i5 phone (WiFi 2.4G), i6 tablet
 //   (WiFi 5G, channel 44), i7 printer (Alive 0, nNotAlive 2). old-laptop
 //   (nNotAlive 3) is not listed.
-class Hosts : public testing::Test {
+class Hosts : public test::HandlerTest {
  protected:
-  void SetUp() override {
-    PEMO_REQUIRE_SANDBOX();
-    test::seed_probe_db(kProbeDbPath);
-    ASSERT_EQ(probe_db_open(), 0);
-    test::write_file("/tmp/feature.json", test::read_file(PEMO_SOURCE_DIR "/data/feature.json"));
-    ASSERT_EQ(sys_query_response_init("/tmp/feature.json"), 0);
-    ASSERT_EQ(connection_record_add(std::this_thread::get_id()), 0);
+  static std::string hosts(const std::string& object, bool set = false) {
+    return test::below({"Hosts"}, object, set);
   }
-  void TearDown() override {
-    connection_record_remove(std::this_thread::get_id());
-    probe_db_close_for_tests();
+  static std::string ext(const std::string& object, bool set = true) {
+    return test::below({"X_Halvo_Ext"}, object, set);
   }
-  // Walks {"Device":{"Hosts":<hosts>}} and returns the walked "Hosts" value.
-  std::string hosts(const std::string& object, bool set = false) {
-    return walk(R"({"Device":{"Hosts":)" + object + "}}", set, "Hosts");
-  }
-  std::string ext(const std::string& object, bool set = true) {
-    return walk(R"({"Device":{"X_Halvo_Ext":)" + object + "}}", set, "X_Halvo_Ext");
-  }
-  std::string walk(const std::string& text, bool set, const char* member) {
-    JsonPtr document(json_tokener_parse(text.c_str()));
-    ParseContext context = new_parse_context(set);
-    int r = message_parser(document.get(), context);
-    if (r < 0) return "<" + std::to_string(r) + ">";
-    json_object* device = json_object_object_get(document.get(), "Device");
-    return json_object_to_json_string_ext(json_object_object_get(device, member), JSON_C_TO_STRING_PLAIN);
-  }
-  std::string host(int instance, const std::string& members) {
-    return hosts(R"({"HostNumberOfEntries":0,"Host":{"i)" + std::to_string(instance) + R"(":{)" + members +
-                 "}}}");
+  static std::string host(int instance, const std::string& members) {
+    return hosts(R"({"HostNumberOfEntries":0,"Host":{"i)" + std::to_string(instance) + R"(":{)" + members + "}}}");
   }
 };
 

@@ -1,5 +1,4 @@
 // Miscellaneous values and the speed test, through the parser as a request would.
-#include <gtest/gtest.h>
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/stat.h>
@@ -7,28 +6,17 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/json.h"
-#include "request/parser.h"
-#include "support/sandbox.h"
+#include "support/handler.h"
 
 namespace pemo {
 namespace {
 
-class Misc : public testing::Test {
+class Misc : public test::HandlerTest {
  protected:
-  void SetUp() override { PEMO_REQUIRE_SANDBOX(); }
-  // Walks {"Device":{"X_Halvo_Ext":{<object>}}}; the walked object, or the status.
-  std::string ext(const std::string& object, bool set = false) {
-    JsonPtr document(json_tokener_parse((R"({"Device":{"X_Halvo_Ext":{)" + object + "}}}").c_str()));
-    ParseContext context = new_parse_context(set);
-    int r = message_parser(document.get(), context);
-    if (r < 0) return "<" + std::to_string(r) + ">";
-    json_object* device = json_object_object_get(document.get(), "Device");
-    return json_object_to_json_string_ext(json_object_object_get(device, "X_Halvo_Ext"),
-                                          JSON_C_TO_STRING_PLAIN);
+  // Walks {"Device":{"X_Halvo_Ext":{<members>}}}; the walked object, or the status.
+  static std::string ext(const std::string& members, bool set = false) {
+    return test::below({"X_Halvo_Ext"}, "{" + members + "}", set);
   }
-  test::RecordingRunner recorder_;
-  ScopedRunner scoped_{recorder_};
 };
 
 TEST_F(Misc, SpeedTestFromUrlToSpeeds) {
@@ -42,7 +30,7 @@ TEST_F(Misc, SpeedTestFromUrlToSpeeds) {
   ext(R"("SpeedTestInfo":{"ActionType":"Download"})", true);
   ext(R"("SpeedTestInfo":{"ActionType":"Sideways"})", true);
   ext(R"("SpeedTestInfo":{"ActionType":"Upload"})", true);
-  EXPECT_EQ(recorder_.commands(),
+  EXPECT_EQ(runner_.commands(),
             (std::vector<std::string>{
                 "/usr/bin/SpeedTest -c 10 -f /tmp/SpeedTestURL -p 80 -s down -u "
                 "/speedtest/random3500x3500.jpg &",
@@ -64,7 +52,7 @@ TEST_F(Misc, WebServerStartsOnceAndStops) {
   EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"ServerPort":0})"), R"({"GwSpeedTestInfo":{"ServerPort":5566}})");
   EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":0})", true), R"({"GwSpeedTestInfo":{"Enable":0}})");
   EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":1})", true), R"({"GwSpeedTestInfo":{"Enable":0}})");
-  EXPECT_EQ(recorder_.commands(),
+  EXPECT_EQ(runner_.commands(),
             std::vector<std::string>{"/bin/hvhttpd -p 5566 -P /var/run/hvhttpd.pid &"});
 
   // A server of our own stands for the running one.
@@ -139,12 +127,9 @@ TEST_F(Misc, WebServerStopSignalsOnlyTheProcessItTested) {
 }
 
 TEST_F(Misc, ParentalRuleCountComesFromThePipe) {
-  recorder_.answer("config parental_rule", ShellResult{0, false, "3\n"});
+  runner_.answer("config parental_rule", ShellResult{0, false, "3\n"});
   EXPECT_EQ(ext(R"("ParentalControlNumberOfEntries":0)"), R"({"ParentalControlNumberOfEntries":3})");
-  recorder_.answer("", ShellResult{-1, false, ""});
-  test::RecordingRunner failing;
-  failing.answer("", ShellResult{-1, false, ""});
-  ScopedRunner scoped(failing);
+  runner_.answer("", ShellResult{-1, false, ""});
   EXPECT_EQ(ext(R"("ParentalControlNumberOfEntries":0)"), "<-19>");
 }
 

@@ -1,35 +1,14 @@
 // Quick-setup status values and WAN type writes.
-#include <gtest/gtest.h>
-
-#include "platform/cfg.h"
-#include "platform/json.h"
-#include "request/parser.h"
-#include "support/sandbox.h"
+#include "support/handler.h"
 
 namespace pemo {
 namespace {
 
-class QuickSetup : public testing::Test {
+class QuickSetup : public test::HandlerTest {
  protected:
-  void SetUp() override {
-    PEMO_REQUIRE_SANDBOX();
-    test::seed_gateway_config();
+  static std::string tovi(const std::string& object, bool set = false) {
+    return test::below({"X_Halvo_Ext", "Tovi123"}, object, set);
   }
-  std::string tovi(const std::string& object, bool set = false) {
-    JsonPtr document(json_tokener_parse((R"({"Device":{"X_Halvo_Ext":{"Tovi123":)" + object + "}}}").c_str()));
-    EXPECT_TRUE(document) << object;
-    ParseContext context = new_parse_context(set);
-    int r = message_parser(document.get(), context);
-    if (r < 0) return "<" + std::to_string(r) + ">";
-    json_object* ext = json_object_object_get(json_object_object_get(document.get(), "Device"), "X_Halvo_Ext");
-    return json_object_to_json_string_ext(json_object_object_get(ext, "Tovi123"), JSON_C_TO_STRING_PLAIN);
-  }
-  static std::string option(const std::string& path) {
-    std::string value = path;
-    return cfg_get(value) == 0 ? value : "<missing>";
-  }
-  test::RecordingRunner recorder_;
-  ScopedRunner scoped_{recorder_};
 };
 
 TEST_F(QuickSetup, ConnectionStatusValues) {
@@ -41,14 +20,14 @@ TEST_F(QuickSetup, ConnectionStatusValues) {
   EXPECT_EQ(tovi(R"({"WanHWConnection":5,"WiFiHWButton":5,"WanInternetConnection":5})"),
             R"({"WanHWConnection":0,"WiFiHWButton":1,"WanInternetConnection":1})");
   EXPECT_FALSE(test::file_exists("/tmp/wanHWConnection"));
-  auto commands = recorder_.commands();
+  auto commands = runner_.commands();
   EXPECT_EQ(commands.front(), "sys portspeed 4 | grep off-link > /tmp/wanHWConnection");
   EXPECT_EQ(commands.back(), "/sbin/uci_apply 'web-redirect'");
 }
 
 TEST_F(QuickSetup, WanTypeReadsDhcpWithoutAddressAsPppoe) {
   EXPECT_EQ(tovi(R"({"WanType":""})"), R"({"WanType":"pppoe"})");
-  EXPECT_EQ(recorder_.commands().back(), "ifconfig 'eth4' | grep \"inet addr:\" > /tmp/wanType");
+  EXPECT_EQ(runner_.commands().back(), "ifconfig 'eth4' | grep \"inet addr:\" > /tmp/wanType");
   test::write_file("/tmp/wanType", "          inet addr:100.64.1.2\n");
   EXPECT_EQ(tovi(R"({"WanType":""})"), R"({"WanType":"dhcp"})");
   EXPECT_FALSE(test::file_exists("/tmp/wanType"));
@@ -60,9 +39,9 @@ TEST_F(QuickSetup, WanTypeReadsDhcpWithoutAddressAsPppoe) {
 
 TEST_F(QuickSetup, WpsWatcherStopOnlyForOne) {
   tovi(R"({"WiFiAction":0})", true);
-  EXPECT_TRUE(recorder_.commands().empty());
+  EXPECT_TRUE(runner_.commands().empty());
   tovi(R"({"WiFiAction":1})", true);
-  EXPECT_EQ(recorder_.commands(),
+  EXPECT_EQ(runner_.commands(),
             (std::vector<std::string>{
                 "kill $(ps | grep 'watch -tn 1 wps_conf_24G' | grep 'grep' -v | awk '{print $1}')",
                 "kill $(ps | grep 'watch -tn 1 wps_conf_5G' | grep 'grep' -v | awk '{print $1}')",
@@ -78,7 +57,7 @@ TEST_F(QuickSetup, DhcpSelection) {
   EXPECT_EQ(option("network.wan.proto"), "dhcp");
   EXPECT_EQ(option("network.wan.v6_proto"), "dhcp");
   EXPECT_EQ(option("network.wan.dns1"), "ISP,");
-  EXPECT_EQ(recorder_.commands(), (std::vector<std::string>{"echo 1 > /var/update_dns_lock",
+  EXPECT_EQ(runner_.commands(), (std::vector<std::string>{"echo 1 > /var/update_dns_lock",
                                                             "echo 'static' > /tmp/old_wan_proto"}));
 }
 
@@ -89,7 +68,7 @@ TEST_F(QuickSetup, StaticSettings) {
   EXPECT_EQ(option("network.wan.ipaddr"), "100.64.9.9");
   EXPECT_EQ(option("network.wan.gateway"), "100.64.9.1");
   EXPECT_EQ(option("network.wan.dns1"), "USER,8.8.8.8,1.1.1.1");
-  EXPECT_EQ(recorder_.commands().back(), "echo 'static' > /tmp/old_wan_proto");
+  EXPECT_EQ(runner_.commands().back(), "echo 'static' > /tmp/old_wan_proto");
   // A DNS list with no room in the design's area is refused, not cut.
   EXPECT_EQ(tovi(R"({"Wan":{"Static":{"Dns":")" + std::string(59, '9') + R"("}}})", true), "<-21>");
   EXPECT_EQ(option("network.wan.dns1"), "USER,8.8.8.8,1.1.1.1");
@@ -105,7 +84,7 @@ TEST_F(QuickSetup, CredentialsAreStoredExactly) {
   EXPECT_EQ(option("network.wan.dns1"), "ISP,");
   EXPECT_EQ(option("network.wan.username"), "user'; reboot; $(id) `id` \"q\"");
   EXPECT_EQ(option("network.wan.password"), "p@ss word|&&;\n");  // the JSON escape is a line feed
-  for (const std::string& command : recorder_.commands()) EXPECT_EQ(command.find("reboot"), std::string::npos);
+  for (const std::string& command : runner_.commands()) EXPECT_EQ(command.find("reboot"), std::string::npos);
 }
 
 TEST_F(QuickSetup, PptpSettings) {

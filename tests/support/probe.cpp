@@ -1,6 +1,7 @@
 #include "support/probe.h"
 
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <memory>
 #include <stdexcept>
@@ -11,6 +12,7 @@
 namespace pemo::test {
 
 void seed_probe_db(const std::string& path, const std::string& extra) {
+  for (const char* suffix : {"", "-journal", "-wal", "-shm"}) unlink((path + suffix).c_str());
   // Run for real even while a test records the agent's commands.
   ShellRequest seed{PEMO_SOURCE_DIR "/sim/seed-db.sh " + shell_quote(path), false, 0,
                     std::chrono::seconds(30)};

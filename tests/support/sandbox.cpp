@@ -153,12 +153,28 @@ void seed_gateway_config() {
 }
 
 ShellResult RecordingRunner::execute(const ShellRequest& request) {
-  std::lock_guard lock(mutex_);
-  requests_.push_back(request);
-  for (const auto& [needle, result] : answers_) {
-    if (request.command.find(needle) != std::string::npos) return result;
+  Answer answer{{}, ShellResult{0, false, {}}, {}};
+  ShellRequest real;
+  {
+    std::lock_guard lock(mutex_);
+    requests_.push_back(request);
+    for (const Answer& a : answers_)
+      if (request.command.find(a.needle) != std::string::npos) answer = a;
+    for (const auto& [prefix, program] : real_)
+      if (request.command.rfind(prefix, 0) == 0) {
+        real = request;
+        real.command = program + request.command.substr(prefix.size());
+      }
   }
-  return ShellResult{0, false, {}};
+  if (answer.act) answer.act();
+  return real.command.empty() ? answer.result : posix_runner().execute(real);
+}
+
+bool RecordingRunner::ran(std::string_view command) const {
+  std::lock_guard lock(mutex_);
+  for (const ShellRequest& r : requests_)
+    if (r.command == command) return true;
+  return false;
 }
 
 std::vector<std::string> RecordingRunner::commands(std::size_t from) const {
@@ -180,9 +196,14 @@ std::chrono::milliseconds RecordingRunner::timeout_of(std::string_view needle) c
   return {};
 }
 
-void RecordingRunner::answer(std::string needle, ShellResult result) {
+void RecordingRunner::answer(std::string needle, ShellResult result, std::function<void()> act) {
   std::lock_guard lock(mutex_);
-  answers_.emplace_back(std::move(needle), std::move(result));
+  answers_.push_back({std::move(needle), std::move(result), std::move(act)});
+}
+
+void RecordingRunner::run_for_real(std::string prefix, std::string program) {
+  std::lock_guard lock(mutex_);
+  real_.emplace_back(std::move(prefix), std::move(program));
 }
 
 }  // namespace pemo::test

@@ -7,6 +7,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -54,15 +55,25 @@ class RecordingRunner final : public CommandRunner {
   // The commands recorded so far, from the `from`th on.
   std::vector<std::string> commands(std::size_t from = 0) const;
   std::size_t count() const;
+  bool ran(std::string_view command) const;
   // The bound the last command containing `needle` was run with (0 when none ran).
   std::chrono::milliseconds timeout_of(std::string_view needle) const;
-  // Commands that contain `needle` answer `result`.
-  void answer(std::string needle, ShellResult result);
+  // Commands that contain `needle` run `act` (when given) and answer `result`;
+  // the latest matching answer wins.
+  void answer(std::string needle, ShellResult result, std::function<void()> act = {});
+  // Commands that start with `prefix` really run, with `program` in its place.
+  void run_for_real(std::string prefix, std::string program);
 
  private:
+  struct Answer {
+    std::string needle;
+    ShellResult result;
+    std::function<void()> act;
+  };
   mutable std::mutex mutex_;
   std::vector<ShellRequest> requests_;
-  std::vector<std::pair<std::string, ShellResult>> answers_;
+  std::vector<Answer> answers_;
+  std::vector<std::pair<std::string, std::string>> real_;
 };
 
 }  // namespace pemo::test

@@ -1,47 +1,26 @@
 // Wi-Fi reads and writes against the seeded `wireless` package.
-#include <gtest/gtest.h>
-
-#include <thread>
-
 #include "control/wps.h"
-#include "platform/cfg.h"
-#include "platform/json.h"
-#include "request/parser.h"
-#include "support/sandbox.h"
+#include "support/handler.h"
 #include "wifi/memory.h"
 #include "wifi/wifi.h"
 
 namespace pemo {
 namespace {
 
-class Wifi : public testing::Test {
+class Wifi : public test::HandlerTest {
  protected:
   void SetUp() override {
-    PEMO_REQUIRE_SANDBOX();
-    test::seed_gateway_config();
+    HandlerTest::SetUp();
     set_pending_get_band("");
     set_pending_set_band("");
   }
-  // Walks {"Device":{"WiFi":<object>}}; the walked WiFi object, or the status.
-  std::string wifi(const std::string& object, bool set = false) { return walk("WiFi", object, set); }
-  std::string walk(const char* top, const std::string& object, bool set) {
-    JsonPtr document(json_tokener_parse((std::string(R"({"Device":{")") + top + R"(":)" + object + "}}").c_str()));
-    EXPECT_TRUE(document) << object;
-    ParseContext context = new_parse_context(set);
-    int r = message_parser(document.get(), context);
-    if (r < 0) return "<" + std::to_string(r) + ">";
-    json_object* device = json_object_object_get(document.get(), "Device");
-    return json_object_to_json_string_ext(json_object_object_get(device, top), JSON_C_TO_STRING_PLAIN);
-  }
-  static std::string option(const std::string& path) {
-    std::string value = path;
-    return cfg_get(value) == 0 ? value : "<missing>";
+  static std::string wifi(const std::string& object, bool set = false) { return test::below({"WiFi"}, object, set); }
+  static std::string walk(const char* top, const std::string& object, bool set) {
+    return test::below({top}, object, set);
   }
   static std::string iface(int position, const char* name) {
     return option("wireless.@wifi-iface[" + std::to_string(position) + "]." + name);
   }
-  test::RecordingRunner recorder_;
-  ScopedRunner scoped_{recorder_};
 };
 
 TEST_F(Wifi, BandChosenByCheckFreqBandIsConsumedByTheNextMember) {
@@ -92,7 +71,7 @@ TEST_F(Wifi, GuestTimerReadsHoursThenMinutes) {
             R"({"X_Halvo_GuestAP":{"Timer":{"Minutes":0}}})");
   EXPECT_EQ(wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":0,"Minutes":0}}})"),
             R"({"X_Halvo_GuestAP":{"Timer":{"Hours":1,"Minutes":2}}})");
-  EXPECT_EQ(recorder_.commands(),
+  EXPECT_EQ(runner_.commands(),
             std::vector<std::string>{
                 "/bin/getGuestWifiBonus.sh get_time_gui ath3 > /tmp/guest_wifi_bonus_remaining_time"});
   test::write_file("/tmp/guest_wifi_bonus_remaining_time", "59");
@@ -111,7 +90,7 @@ TEST_F(Wifi, SsidOnBothRadiosGetsTheSuffixAndMarks) {
   EXPECT_EQ(option("wps.wps.conf"), "1");
   EXPECT_EQ(option("wps5G.wps.conf"), "1");
   // Nothing reached a shell but the WPS watcher stop of entering "WiFi".
-  for (const std::string& command : recorder_.commands()) EXPECT_NE(command.find("wps_conf"), std::string::npos);
+  for (const std::string& command : runner_.commands()) EXPECT_NE(command.find("wps_conf"), std::string::npos);
 }
 
 TEST_F(Wifi, SsidOnOneRadio) {
@@ -161,7 +140,7 @@ TEST_F(Wifi, GuestEnableWakesAnOffRadio) {
   wifi(R"({"X_Halvo_GuestAP":{"Enable":0}})", true);
   EXPECT_EQ(iface(3, "disabled"), "1");
   EXPECT_EQ(iface(7, "enable_guest_wlan"), "0");
-  auto commands = recorder_.commands();
+  auto commands = runner_.commands();
   EXPECT_EQ(std::vector<std::string>(commands.end() - 2, commands.end()),
             (std::vector<std::string>{"/bin/removeGuestWifiBonus.sh remove_rule 3 24G",
                                       "/bin/removeGuestWifiBonus.sh remove_rule 3 5G"}));
@@ -169,14 +148,14 @@ TEST_F(Wifi, GuestEnableWakesAnOffRadio) {
 
 TEST_F(Wifi, GuestTimerRestartsOnMinutes) {
   wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":2,"Minutes":30}}})", true);
-  auto commands = recorder_.commands();
+  auto commands = runner_.commands();
   EXPECT_EQ(std::vector<std::string>(commands.end() - 4, commands.end()),
             (std::vector<std::string>{"/bin/removeGuestWifiBonus.sh remove_rule 3 24G",
                                       "/bin/removeGuestWifiBonus.sh remove_rule 3 5G",
                                       "/bin/addGuestWifiBonus.sh 3 24G 2:30",
                                       "/bin/addGuestWifiBonus.sh 3 5G 2:30"}));
   wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":0,"Minutes":0}}})", true);
-  EXPECT_EQ(recorder_.commands().back(), "/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
+  EXPECT_EQ(runner_.commands().back(), "/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
 }
 
 TEST_F(Wifi, RefusedValues) {
@@ -203,7 +182,7 @@ TEST_F(Wifi, ConfigPasswordIsStoredWholeAndApplied) {
   const std::string security = R"({"ConfigPassword":"ne\"w pass"})";
   EXPECT_EQ(walk("LANConfigSecurity", security, true), security);
   EXPECT_EQ(option("system.main.pwd"), "ne\"w pass");
-  EXPECT_EQ(recorder_.commands().back(), "/sbin/uci_apply 'system'");
+  EXPECT_EQ(runner_.commands().back(), "/sbin/uci_apply 'system'");
   EXPECT_EQ(walk("LANConfigSecurity", R"({"ConfigPassword":""})", false), R"({"ConfigPassword":"ne\"w pass"})");
   EXPECT_EQ(walk("LANConfigSecurity", R"({"ConfigPassword":")" + std::string(32, 'p') + R"("})", true), "<-21>");
   test::write_file("/etc/config/system", "config system 'main'\n");
@@ -211,6 +190,7 @@ TEST_F(Wifi, ConfigPasswordIsStoredWholeAndApplied) {
 }
 
 TEST_F(Wifi, GatewayInfoWithoutProbeDatabase) {
+  probe_db_close_for_tests();
   EXPECT_EQ(walk("X_Halvo_Ext", R"({"GatewayInfo":{"GatewayHostname":"x","GatewayHostMAC":"y","GatewayAutoCfg":5}})", false),
             R"({"GatewayInfo":{"GatewayHostname":"","GatewayHostMAC":"","GatewayAutoCfg":0}})");
 }
@@ -218,11 +198,11 @@ TEST_F(Wifi, GatewayInfoWithoutProbeDatabase) {
 TEST_F(Wifi, WpsStartsAndReportsByMarkerPrecedence) {
   EXPECT_EQ(wps_status(), "0");
   EXPECT_EQ(wps_start("2"), 0);
-  EXPECT_EQ(recorder_.commands(), (std::vector<std::string>{"rm /tmp/pemo_agent_wps",
+  EXPECT_EQ(runner_.commands(), (std::vector<std::string>{"rm /tmp/pemo_agent_wps",
                                                             "/bin/halvo_WPS_ctrl WPS5G_GUI",
                                                             "touch /tmp/pemo_agent_wps"}));
   EXPECT_EQ(wps_start("7"), 0);
-  EXPECT_EQ(recorder_.commands().size(), 3u);
+  EXPECT_EQ(runner_.commands().size(), 3u);
   test::write_file("/tmp/pemo_agent_wps", "");
   EXPECT_EQ(wps_status(), "1");
   test::write_file("/tmp/wps_success", "");

@@ -1,0 +1,59 @@
+// The gateway as handler tests find it: the seeded configuration, probe database
+// and feature list, a record for this thread's connection, and every platform
+// command recorded instead of run. Rows of requests and replies check handlers
+// as the application sees them.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <string>
+#include <thread>
+
+#include "core/connection.h"
+#include "platform/cfg.h"
+#include "platform/probe_db.h"
+#include "request/features.h"
+#include "support/probe.h"
+#include "support/sandbox.h"
+#include "support/walk.h"
+
+namespace pemo::test {
+
+// {"Device":<request>} walked (a set when `set`) leaves <reply>, or "<status>".
+struct Row {
+  std::string request;
+  std::string reply;
+  bool set = false;
+};
+
+class HandlerTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    PEMO_REQUIRE_SANDBOX();
+    seed_gateway_config();
+    seed_probe_db(kProbeDbPath);
+    ASSERT_EQ(probe_db_open(), 0);
+    write_file(kFeatureFile, read_file(PEMO_SOURCE_DIR "/data/feature.json"));
+    ASSERT_EQ(sys_query_response_init(), 0);
+    ASSERT_EQ(connection_record_add(std::this_thread::get_id()), 0);
+  }
+  void TearDown() override {
+    connection_record_remove(std::this_thread::get_id());
+    probe_db_close_for_tests();
+  }
+  static void check(std::initializer_list<Row> rows) {
+    for (const Row& row : rows) EXPECT_EQ(device(row.request, row.set), row.reply) << row.request;
+  }
+  // A configuration value, or "<status>".
+  static std::string option(const std::string& path) {
+    std::string value = path;
+    const int status = cfg_get(value);
+    return status == 0 ? value : "<" + std::to_string(status) + ">";
+  }
+  static std::string cell(const std::string& query) { return sql(kProbeDbPath, query).at(0).at(0); }
+  RecordingRunner runner_;
+  ScopedRunner scoped_{runner_};
+};
+
+}  // namespace pemo::test
