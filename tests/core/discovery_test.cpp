@@ -122,17 +122,6 @@ TEST_F(Discovery, MissingManufacturingFileIsRetriedLater) {
   EXPECT_NE(discover().find(R"("ModelName":"HG-2400")"), std::string::npos);
 }
 
-TEST(JsonMemberSet, ReplacesByTypeDepthFirst) {
-  JsonPtr document(json_tokener_parse(R"({"a":{"b":1,"c":"x","d":true,"e":1.5},"b":"outer"})"));
-  EXPECT_EQ(json_member_set(document.get(), "b", "t", 7), 0);
-  EXPECT_EQ(json_member_set(document.get(), "c", "y", 0), 0);
-  EXPECT_EQ(json_member_set(document.get(), "d", "", 0), 0);
-  EXPECT_EQ(json_member_set(document.get(), "e", "", 3), -1);
-  EXPECT_EQ(json_member_set(document.get(), "z", "", 3), -1);
-  EXPECT_STREQ(json_object_to_json_string_ext(document.get(), JSON_C_TO_STRING_PLAIN),
-               R"({"a":{"b":7,"c":"y","d":false,"e":1.5},"b":"outer"})");
-}
-
 // The UDP service on its own thread, talked to over loopback.
 class DiscoveryService : public Discovery {
  protected:

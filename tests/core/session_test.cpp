@@ -260,19 +260,5 @@ TEST_F(Session, StatusRepliesKeepTheConnection) {
   EXPECT_EQ(peer.reply_text(), R"(type 6: { "Device": { } })");
 }
 
-TEST(ConnectionRecords, FindAndRemoveByOwner) {
-  std::thread::id a = std::thread::id(), b = std::this_thread::get_id();
-  ASSERT_EQ(connection_record_add(a), 0);
-  ASSERT_EQ(connection_record_add(b), 0);
-  ASSERT_NE(connection_record_find(b), nullptr);
-  connection_record_find(b)->trace_host = "example";
-  connection_record_remove(a);
-  EXPECT_EQ(connection_record_find(a), nullptr);
-  EXPECT_EQ(connection_record_find(b)->trace_host, "example");
-  connection_record_remove(a);  // none left for a: nothing happens
-  connection_record_remove(b);
-  EXPECT_EQ(connection_record_count(), 0u);
-}
-
 }  // namespace
 }  // namespace pemo

@@ -3,10 +3,12 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <thread>
 
+#include "support/agent_process.h"
 #include "support/sandbox.h"
 
 namespace pemo {
@@ -33,14 +35,6 @@ TEST_F(Gateway, StartsQuicklyHoldsASessionAndRecordsItsStartUp) {
   EXPECT_TRUE(gateway_.called("sys mfsh"));
   EXPECT_NE(gateway_.read("/tmp/mfsh.info").find("Serial Number: "), std::string::npos);
   EXPECT_EQ(gateway_.read("/var/run/pemo_agent.pid").empty(), false);
-}
-
-TEST_F(Gateway, WrongPasswordIsRefused) {
-  ASSERT_TRUE(gateway_.start());
-  client::Reply reply = gateway_.exchange(
-      kTypeParamGet, R"({"Device":{"WiFi":{"SSID":{"i1":{"SSID":""},"i2":{"SSID":""}}}}})", "not-it");
-  EXPECT_TRUE(reply.status() == kStatusBadPassword || reply.status() == kStatusBadJson)
-      << reply.status();
 }
 
 TEST_F(Gateway, WifiSetClosesTheSessionAndAppliesASecondLater) {
@@ -178,6 +172,38 @@ TEST_F(Gateway, HostReadsWhileTheProbeDaemonWrites) {
   EXPECT_NE(gateway_.sql("SELECT PhyRate FROM Device WHERE HostName='desktop-pc';"),
             std::vector<std::string>{"1000"});
   EXPECT_EQ(good.load(), 40);
+}
+
+// The agent binary alone, started as on the gateway.
+class Agent : public testing::Test {
+ protected:
+  void SetUp() override {
+    PEMO_REQUIRE_SANDBOX();
+    test::seed_system_package("5927");
+    test::write_file("/etc/pemo-agent/feature.json", test::read_file(PEMO_SOURCE_DIR "/data/feature.json"));
+  }
+  test::AgentProcess agent_;
+};
+
+TEST_F(Agent, SecondInstanceFailsToBind) {
+  ASSERT_TRUE(agent_.start());
+  ASSERT_TRUE(agent_.wait_ready());
+  test::AgentProcess second;
+  ASSERT_TRUE(second.start({}, "/tmp/second.log"));
+  const pid_t second_pid = second.pid();
+  EXPECT_EQ(second.wait_exit(), 1);
+  EXPECT_NE(test::read_file("/tmp/second.log").find("bind"), std::string::npos);
+  // Each start writes its own id, the failed one too.
+  EXPECT_EQ(test::read_file("/var/run/pemo_agent.pid"), std::to_string(second_pid) + "\n");
+}
+
+TEST_F(Agent, MissingFeatureListStopsStartUpWith255) {
+  unlink("/etc/pemo-agent/feature.json");
+  ASSERT_TRUE(agent_.start());
+  EXPECT_EQ(agent_.wait_exit(), 255);
+  EXPECT_NE(test::read_file("/tmp/agent.log").find("No feature list"), std::string::npos);
+  std::string error;
+  EXPECT_FALSE(client::Session::connect("127.0.0.1", kServicePort, std::chrono::seconds(1), error).valid());
 }
 
 }  // namespace

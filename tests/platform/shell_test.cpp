@@ -61,25 +61,5 @@ TEST(PosixRunner, BackgroundCommandsDoNotHoldTheCaller) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
 }
 
-class Recorder final : public CommandRunner {
- public:
-  ShellResult execute(const ShellRequest& request) override {
-    seen.push_back(request.command);
-    return {5, false, "canned"};
-  }
-  std::vector<std::string> seen;
-};
-
-TEST(ScopedRunner, ReplacesTheRunnerForItsLifetime) {
-  Recorder recorder;
-  {
-    ScopedRunner scoped(recorder);
-    EXPECT_EQ(shell_run("reboot"), 5);
-    EXPECT_EQ(shell_capture("romreset 1").output, "canned");
-  }
-  EXPECT_EQ(recorder.seen, (std::vector<std::string>{"reboot", "romreset 1"}));
-  EXPECT_EQ(shell_capture("echo real").output, "real\n");
-}
-
 }  // namespace
 }  // namespace pemo

@@ -6,11 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/cfg.h"
 #include "request/param_tree.h"
 #include "support/documents.h"
-#include "support/sandbox.h"
-#include "support/walk.h"
+#include "support/handler.h"
 
 namespace pemo {
 namespace {
@@ -43,15 +41,7 @@ void restore(const std::string& name) {
   test::seed_gateway_config();
 }
 
-class BrokenConfig : public testing::Test {
- protected:
-  void SetUp() override {
-    PEMO_REQUIRE_SANDBOX();
-    test::seed_gateway_config();
-  }
-  test::RecordingRunner recorder_;
-  ScopedRunner scoped_{recorder_};
-};
+using BrokenConfig = test::HandlerTest;
 
 // Every leaf of the tree is read once with each package healthy and once with it
 // broken each way: a broken read either fails the request or answers without the

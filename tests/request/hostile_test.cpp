@@ -9,53 +9,39 @@
 #include <set>
 #include <thread>
 
-#include "core/connection.h"
 #include "firmware/firmware.h"
-#include "platform/probe_db.h"
 #include "request/param_tree.h"
 #include "support/documents.h"
+#include "support/handler.h"
 #include "support/hostile.h"
-#include "support/probe.h"
-#include "support/sandbox.h"
-#include "support/walk.h"
 
 namespace pemo {
 namespace {
 
 using Shape = std::vector<std::string>;
 
-class HostileValues : public testing::Test {
+class HostileValues : public test::HandlerTest {
  protected:
   void SetUp() override {
-    PEMO_REQUIRE_SANDBOX();
-    test::seed_gateway_config();
-    test::seed_probe_db(kProbeDbPath);
-    ASSERT_EQ(probe_db_open(), 0);
-    ASSERT_EQ(connection_record_add(std::this_thread::get_id()), 0);
+    HandlerTest::SetUp();
     fw_set_download_wait({std::chrono::milliseconds(1), 1});
     const ParamTree& tree = param_tree();
     for (int position = 0; position < static_cast<int>(kNodeCount); ++position)
       if (tree.node(position).type == kString) leaves_.push_back(position);
   }
-  void TearDown() override {
-    connection_record_remove(std::this_thread::get_id());
-    probe_db_close_for_tests();
-  }
 
   // Walks `value` at `position` in a set request; the shapes of the commands it ran.
   std::vector<std::pair<Shape, std::string>> set(int position, const std::string& value) {
-    const std::size_t before = recorder_.count();
+    const std::size_t before = runner_.count();
     const JsonPtr text(json_object_new_string_len(value.data(), static_cast<int>(value.size())));
     test::walk(test::document_for(param_tree(), position, json_object_to_json_string_ext(text.get(), JSON_C_TO_STRING_PLAIN)),
                true);
     std::vector<std::pair<Shape, std::string>> shapes;
-    for (const std::string& command : recorder_.commands(before)) shapes.emplace_back(test::shell_shape(command), command);
+    for (const std::string& command : runner_.commands(before)) shapes.emplace_back(test::shell_shape(command), command);
     return shapes;
   }
 
   std::vector<int> leaves_;
-  test::RecordingRunner recorder_;
-  ScopedRunner scoped_{recorder_};
 };
 
 TEST_F(HostileValues, NeverChangeACommandsShapeNorAddToTheConfiguration) {

@@ -1,34 +1,18 @@
 // The walk of request documents against the tree.
 #include "request/parser.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
-#include "platform/json.h"
 #include "request/param_tree.h"
 #include "support/documents.h"
-#include "support/sandbox.h"
+#include "support/handler.h"
 
 namespace pemo {
 namespace {
 
-struct Walk {
-  int result = 0;
-  std::string reply;
-  ParseContext context;
-};
-
-Walk walk(const std::string& text, bool set_request = false) {
-  JsonPtr document(json_tokener_parse(text.c_str()));
-  EXPECT_TRUE(document) << text;
-  Walk w;
-  w.context = new_parse_context(set_request);
-  w.result = message_parser(document.get(), w.context);
-  w.reply = json_object_to_json_string_ext(document.get(), JSON_C_TO_STRING_PLAIN);
-  return w;
-}
+using test::walk;
+using test::Walk;
 
 std::string instance_chain(int levels) {
   std::string text;
@@ -169,28 +153,20 @@ TEST(WriteBack, ConvertsByTheValueType) {
   EXPECT_EQ(atoi_rule("-99999999999"), INT_MIN);
 }
 
-class SetFlags : public testing::Test {
- protected:
-  void SetUp() override {
-    PEMO_REQUIRE_SANDBOX();
-    test::seed_gateway_config();
-  }
-  test::RecordingRunner recorder_;
-  ScopedRunner scoped_{recorder_};
-};
+using SetFlags = test::HandlerTest;
 
 TEST_F(SetFlags, WifiInASetMarksTheApplyAndStopsWpsWatchers) {
   Walk w = walk(R"({"Device":{"WiFi":{"RadioNumberOfEntries":0}}})", true);
   EXPECT_EQ(w.result, 0);
   EXPECT_EQ(w.context.flags & kFlagWifiApply, kFlagWifiApply);
-  auto commands = recorder_.commands();
+  auto commands = runner_.commands();
   ASSERT_EQ(commands.size(), 2u);
   EXPECT_NE(commands[0].find("watch -tn 1 wps_conf_24G"), std::string::npos);
   EXPECT_NE(commands[1].find("watch -tn [15] wps_conf_5G"), std::string::npos);
 
   Walk get = walk(R"({"Device":{"WiFi":{"RadioNumberOfEntries":0}}})");
   EXPECT_EQ(get.context.flags & kFlagWifiApply, 0u);
-  EXPECT_EQ(recorder_.commands().size(), 2u);
+  EXPECT_EQ(runner_.commands().size(), 2u);
 }
 
 TEST_F(SetFlags, GuestNetworkIsRefusedWhileWifiIsBeingSet) {
@@ -210,18 +186,34 @@ TEST_F(SetFlags, WanObjectIsFlaggedInAnyRequest) {
   Walk w = walk(R"({"Device":{"X_Halvo_Ext":{"Tovi123":{"Wan":{"WanType":"dhcp"}}}}})", true);
   EXPECT_EQ(w.result, 0);
   EXPECT_EQ(w.context.flags & (kFlagWan | kFlagWifiApply), kFlagWan);
-  EXPECT_TRUE(recorder_.commands().empty());
+  EXPECT_TRUE(runner_.commands().empty());
 }
 
+
+// Each node sits in exactly one ring of siblings, which leads back to its parent.
+TEST(ParamTree, RingsGoAroundOnceAndLeadBackToTheParent) {
+  const ParamTree& tree = param_tree();
+  std::size_t linked = 0;
+  for (int k = 0; k <= static_cast<int>(kNodeCount); ++k) {
+    if (!tree.has_children(k)) continue;
+    const int first = tree.first_child(k);
+    int child = first;
+    do {
+      ++linked;
+      EXPECT_EQ(tree.node(child).parent, tree.node(k).index);
+      EXPECT_EQ(tree.prev_sibling(tree.next_sibling(child)), child);
+      EXPECT_EQ(tree.up(child), child == first ? k : child);
+      child = tree.next_sibling(child);
+    } while (child != first);
+  }
+  EXPECT_EQ(linked, kNodeCount);
+}
 
 // A member whose JSON type is not its node's matches nothing (numbers beyond 64
 // bits arrive as integers, 1e999 as a double): at every node, in a get and in a set, it comes back as sent and makes the walk do nothing more than
 // the same walk without it.
-TEST(MessageParser, MembersOfAnotherTypeChangeNothingAtEveryNode) {
-  PEMO_REQUIRE_SANDBOX();
-  test::seed_gateway_config();
-  test::RecordingRunner recorder;
-  ScopedRunner scoped(recorder);
+TEST_F(SetFlags, MembersOfAnotherTypeChangeNothingAtEveryNode) {
+  test::RecordingRunner& recorder = runner_;
   struct Value {
     const char* text;
     json_type type;

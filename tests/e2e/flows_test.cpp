@@ -1,0 +1,181 @@
+// The phone application's flows against the simulated gateway, one or two per
+// subsystem: what only real processes, files and timing can show.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "support/gateway.h"
+#include "support/sandbox.h"
+
+namespace pemo {
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string kOta = R"({"Device":{"DeviceInfo":{"X_Halvo_SoftwareUpdateOTA":{)";
+const std::string kOtaEnd = "}}}}";
+
+class Flow : public testing::Test {
+ protected:
+  void SetUp() override {
+    PEMO_REQUIRE_SANDBOX();
+    ASSERT_TRUE(gateway_.start());
+  }
+  // A Wi-Fi set: the agent answers "{}" and closes, and applies a second later.
+  void wifi_set(const std::string& text) {
+    client::Reply reply = gateway_.exchange(kTypeParamSet, text);
+    ASSERT_EQ(reply.payload, "{}") << text;
+  }
+  std::string state() { return gateway_.get(kOta + R"("FWUpgradeState":0)" + kOtaEnd); }
+  bool wait_for_state(const std::string& expected) {
+    for (int k = 0; k < 20; ++k) {
+      if (state().find(R"("FWUpgradeState": )" + expected) != std::string::npos) return true;
+      std::this_thread::sleep_for(500ms);
+    }
+    return false;
+  }
+  test::SimGateway gateway_;
+};
+using WifiFlow = Flow;
+using ControlFlow = Flow;
+using QuickSetupFlow = Flow;
+using FirmwareFlow = Flow;
+
+TEST_F(WifiFlow, RenameOnBothRadiosChangeA5GhzKeyAndApply) {
+  wifi_set(R"j({"Device":{"WiFi":{"SSID":{"i1":{"SSID":"Home Net 'x' $(id)"}}}}})j");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[0].ssid"), "Home Net 'x' $(id)");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[4].ssid"), "Home Net 'x' $(id).speed");
+  EXPECT_EQ(gateway_.uci_get("wps.wps.conf"), "1");
+  EXPECT_EQ(gateway_.read("/tmp/wifi5G_Apply"), "ath10\n");
+
+  wifi_set(R"({"Device":{"WiFi":{"AccessPoint":{"i2":{"Security":{"CheckFreqBand":"5G","PreShareKey":"new;key`x`"}}}}}})");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[4].WPAPSKkey"), "new;key`x`");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[0].WPAPSKkey"), "homegateway24");
+  std::this_thread::sleep_for(1500ms);
+  EXPECT_TRUE(gateway_.called("uci_apply wireless"));
+  for (const std::string& call : gateway_.calls())  // no value ever reached a command line
+    EXPECT_EQ(call.find("new;key"), std::string::npos) << call;
+}
+
+TEST_F(WifiFlow, GuestNetworkForTwoAndAHalfHours) {
+  wifi_set(R"({"Device":{"WiFi":{"X_Halvo_GuestAP":{"Enable":1,"Timer":{"Hours":2,"Minutes":30}}}}})");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[3].enable_guest_wlan"), "1");
+  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[7].disabled"), "0");
+  EXPECT_TRUE(gateway_.called("addGuestWifiBonus.sh 3 24G 2:30"));
+  EXPECT_TRUE(gateway_.called("addGuestWifiBonus.sh 3 5G 2:30"));
+  const std::string timer =
+      gateway_.get(R"({"Device":{"WiFi":{"X_Halvo_GuestAP":{"Timer":{"Hours":0,"Minutes":0}}}}})");
+  EXPECT_TRUE(timer.find(R"("Hours": 2, "Minutes": 29)") != std::string::npos ||
+              timer.find(R"("Hours": 2, "Minutes": 30)") != std::string::npos)
+      << timer;
+}
+
+TEST_F(WifiFlow, NewConfigPasswordKeysTheNextSession) {
+  EXPECT_EQ(gateway_.set(R"({"Device":{"LANConfigSecurity":{"ConfigPassword":"n\"ew pw"}}})"),
+            R"({ "Device": { "LANConfigSecurity": { "ConfigPassword": "n\"ew pw" } } })");
+  EXPECT_TRUE(gateway_.called("uci_apply system"));
+  client::Reply reply = gateway_.exchange(kTypeParamGet, R"({"Device":{"LANConfigSecurity":{"ConfigPassword":""}}})",
+                                          "n\"ew pw");
+  EXPECT_EQ(reply.payload, R"({ "Device": { "LANConfigSecurity": { "ConfigPassword": "n\"ew pw" } } })");
+  reply = gateway_.exchange(kTypeParamGet, R"({"Device":{"LANConfigSecurity":{"ConfigPassword":""}}})", "5927");
+  EXPECT_LE(reply.status(), 0);
+}
+
+TEST_F(ControlFlow, ParentalRuleAddedScheduledAndEnabled) {
+  // The snapshot and the add travel on one connection, as the application sends them.
+  client::Session session = gateway_.connect();
+  client::Reply reply;
+  std::string error;
+  ASSERT_TRUE(session.exchange(kTypeParamGet, R"({"Device":{"Hosts":{"HostNumberOfEntries":0}}})", "5927", reply, error));
+  ASSERT_TRUE(session.exchange(kTypeParamSet, R"({"Device":{"Hosts":{"Host":{"i5":{"X_Halvo_AddPcpRule":"1"}}}}})",
+                               "5927", reply, error));
+  EXPECT_EQ(reply.header.type, kTypeParamSetReply);
+  EXPECT_GT(reply.status(), 0) << reply.status();
+  const std::string schedule =
+      R"({"Device":{"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"Kid's phone","Enable":"1",)"
+      R"("Scheduling":{"Days":"Mon,Tue","TimeStartHour":"20","TimeStartMin":"00","TimeStopHour":"23","TimeStopMin":"30"}}}}}})";
+  ASSERT_TRUE(session.exchange(kTypeParamSet, schedule, "5927", reply, error));
+  EXPECT_GT(reply.status(), 0) << reply.status();
+  const std::string read =
+      R"({"Device":{"X_Halvo_Ext":{"ParentalControlNumberOfEntries":0,"ParentalControl":{"i1":{"HostMAC":"","PcpName":"","Enable":"",)"
+      R"("Scheduling":{"Days":"","TimeStartHour":"","TimeStopMin":""}}}}}})";
+  EXPECT_EQ(gateway_.get(read),
+            R"({ "Device": { "X_Halvo_Ext": { "ParentalControlNumberOfEntries": 1, "ParentalControl": { "i1": { )"
+            R"("HostMAC": "3c:22:fb:44:55:66", "PcpName": "Kid's phone", "Enable": "1", "Scheduling": { )"
+            R"("Days": "Mon,Tue", "TimeStartHour": "20", "TimeStopMin": "30" } } } } } })");
+  EXPECT_TRUE(gateway_.called("uci_apply parental"));
+}
+
+TEST_F(QuickSetupFlow, FirstRunWithPppoe) {
+  gateway_.write("/tmp/connect_internet", "1\n");
+  EXPECT_EQ(gateway_.get(R"({"Device":{"X_Halvo_Ext":{"Tovi123":{"WanHWConnection":0,"WanInternetConnection":0,"WanType":""}}}})"),
+            R"({ "Device": { "X_Halvo_Ext": { "Tovi123": { "WanHWConnection": 1, "WanInternetConnection": 1, )"
+            R"("WanType": "dhcp" } } } })");
+  EXPECT_FALSE(test::file_exists(gateway_.path("/tmp/wanHWConnection")));
+  EXPECT_TRUE(gateway_.called("uci_apply web-redirect"));
+
+  EXPECT_EQ(gateway_.set(R"j({"Device":{"X_Halvo_Ext":{"Tovi123":{"Wan":{"PPPoE":{"Account":"jane@isp","Password":"s3cr'et $(x)"}}}}}})j"),
+            "status 0");
+  EXPECT_EQ(gateway_.uci_get("network.wan.proto"), "pppoe");
+  EXPECT_EQ(gateway_.uci_get("network.wan.password"), "s3cr'et $(x)");
+  EXPECT_FALSE(gateway_.called("uci_apply network"));
+  std::this_thread::sleep_for(1500ms);
+  EXPECT_TRUE(gateway_.called("uci_apply network"));
+  EXPECT_EQ(gateway_.uci_get("network.wan.IP_version"), "IPv4_Only");
+  EXPECT_EQ(gateway_.uci_get("network.wan.ipv6"), "0");
+  EXPECT_EQ(gateway_.uci_get("system.main.Tovi123"), "1");
+  EXPECT_EQ(gateway_.read("/tmp/old_wan_proto"), "pppoe\n");
+}
+
+TEST_F(FirmwareFlow, CheckDownloadAndHandOff) {
+  EXPECT_EQ(gateway_.get(kOta + R"("CheckSoftwareVersion":"","NewSoftwareVersion":"","Newfirmwaredate":"")" + kOtaEnd),
+            R"({ "Device": { "DeviceInfo": { "X_Halvo_SoftwareUpdateOTA": { "CheckSoftwareVersion": "1", )"
+            R"("NewSoftwareVersion": "1.0.13", "Newfirmwaredate": "2026-11-01" } } } })");
+  EXPECT_NE(state().find(R"("FWUpgradeState": 1)"), std::string::npos);
+  gateway_.set(kOta + R"("UpdateSoftware":"1")" + kOtaEnd);
+  EXPECT_NE(state().find(R"("FWUpgradeState": 2)"), std::string::npos);
+  ASSERT_TRUE(wait_for_state("4"));
+  for (int k = 0; k < 20 && !gateway_.called("do_fw_upgrade.sh"); ++k) std::this_thread::sleep_for(200ms);
+  for (const char* call : {"get_online_fw http://fw.isp.example/HG-2400-1.0.13.bin",
+                           "fw_upgrade fw_check 01ff", "halvo_led_ctrl upgrate", "do_fw_upgrade.sh"})
+    EXPECT_TRUE(gateway_.called(call)) << call;
+  EXPECT_EQ(gateway_.read("/sim/drop_caches"), "1\n");
+  EXPECT_NE(gateway_.get(kOta + R"("UpdateSoftwareStatus":"")" + kOtaEnd).find("Firmware upgrading, Please wait !"),
+            std::string::npos);
+  // While flashing, the gateway is not rebooted underneath the flash script.
+  gateway_.set(R"({"Device":{"X_Halvo_Ext":{"Reboot":1}}})");
+  EXPECT_FALSE(gateway_.called("reboot"));
+}
+
+TEST_F(FirmwareFlow, SessionsKeepTheCachedPasswordDuringAnUpgrade) {
+  gateway_.knob("fw_download", "hang");
+  gateway_.get(kOta + R"("CheckSoftwareVersion":"")" + kOtaEnd);
+  gateway_.set(kOta + R"("UpdateSoftware":"1")" + kOtaEnd);
+  gateway_.run("uci set system.main.pwd=changed && uci commit system");
+  EXPECT_NE(state().find(R"("FWUpgradeState": 2)"), std::string::npos) << "keyed with the cached 5927";
+}
+
+TEST_F(FirmwareFlow, TracerouteHopsOnTheSameConnection) {
+  client::Session session = gateway_.connect();
+  client::Reply reply;
+  std::string error;
+  ASSERT_TRUE(session.exchange(kTypeParamSet,
+                               R"({"Device":{"IP":{"Diagnostics":{"TraceRoute":{"Host":"9.9.9.9",)"
+                               R"("DiagnosticsState":"Requested","RouteHopsNumberOfEntries":0}}}}})",
+                               "5927", reply, error));
+  EXPECT_NE(reply.payload.find(R"("DiagnosticsState": "Complete", "RouteHopsNumberOfEntries": 4)"), std::string::npos)
+      << reply.payload;
+  ASSERT_TRUE(session.exchange(kTypeParamGet,
+                               R"({"Device":{"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"Host":"",)"
+                               R"("HostAddress":"","RTTimes":""},"i2":{"Host":""}}}}}}})",
+                               "5927", reply, error));
+  EXPECT_NE(reply.payload.find(R"("i1": { "Host": "gateway.isp.example", "HostAddress": "100.64.0.1", "RTTimes": "1.204" })"),
+            std::string::npos) << reply.payload;
+  EXPECT_NE(reply.payload.find(R"("i2": { "Host": "*" })"), std::string::npos);
+  // Another connection has no hops of its own.
+  EXPECT_NE(gateway_.get(R"({"Device":{"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"Host":"x"}}}}}}})")
+                .find(R"("Host": "")"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace pemo
