@@ -24,7 +24,7 @@ const std::set<int> kWriteOnly = {104, 111, 113, 115, 117, 119, 203};
 TEST(Catalogue, EveryObjectAnswersAndEveryNodeIsReached) {
   PEMO_REQUIRE_SANDBOX();
   test::SimGateway gateway;
-  ASSERT_TRUE(gateway.start({"-d", "7"}));
+  ASSERT_TRUE(gateway.start({"-d", "7"}, true));
   const ParamTree& tree = param_tree();
   const int device = tree.first_child(ParamTree::kRoot);
   const int first = tree.first_child(device);
