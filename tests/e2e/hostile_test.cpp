@@ -154,8 +154,10 @@ TEST_F(Hostile, ValuesAtEveryTextLeafRunNothingAndAddNothingEndToEnd) {
 
   // The ways out of a quoted word: a single quote, a line break, and a double
   // quote with both kinds of expansion.
-  const std::vector<std::string> values = {"'; touch /tmp/pwned; '\ntouch /tmp/pwned",
-                                           "\"; $(touch /tmp/pwned) `touch /tmp/pwned`; \""};
+  // A sanitized agent takes the first only: the plain build proves both.
+  std::vector<std::string> values = {"'; touch /tmp/pwned; '\ntouch /tmp/pwned",
+                                     "\"; $(touch /tmp/pwned) `touch /tmp/pwned`; \""};
+  if (test::kSanitizedBuild) values.resize(1);
   sweep(values);
   wait_quiet();
 
