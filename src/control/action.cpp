@@ -11,56 +11,46 @@
 #include "control/wps.h"
 #include "info/identity.h"
 #include "platform/files.h"
+#include "request/nodes.h"
+#include "wire/status.h"
 
 namespace pemo {
 namespace {
 
-constexpr int kNotWritable = -22;
-constexpr int kNotReadable = -27;
-constexpr int kFailed = -26;
-
-// Parents.
-constexpr int kSsidInstance = 22;
-constexpr int kRadioInstance = 23;
-constexpr int kHostInstance = 35;
-constexpr int kApprove = 176;
-constexpr int kApproveData = 180;
-constexpr int kByTime = 207;
-constexpr int kCheckedList = 216;
-constexpr int kWps = 302;
 
 int command_set(int node, std::string_view value) {
   switch (node) {
-    case 111: return host_block(value);
-    case 113: return host_unblock(value);
-    case 115: return dev_Ctrl(kExtenderReboot, value);
-    case 117: return dev_Ctrl(kExtenderWifiOn, value);
-    case 119: return dev_Ctrl(kExtenderWifiOff, value);
-    case 120:
+    case node::kBlockMac: return host_block(value);
+    case node::kUnblockMac: return host_unblock(value);
+    case node::kExtenderRebootMac: return dev_Ctrl(kExtenderReboot, value);
+    case node::kExtenderWifiOnMac: return dev_Ctrl(kExtenderWifiOn, value);
+    case node::kExtenderWifiOffMac: return dev_Ctrl(kExtenderWifiOff, value);
+    case node::kReboot:
       if (value == "1") gateway_reboot();
       return 0;
-    case 121:
+    case node::kFactoryReset:
       if (value == "1") gateway_factory_reset();
       return 0;
-    case 174: return dev_Ctrl(kAutoConfigSwitch, value);
-    case 175: return wifi_setting_flag_set(value) != 0 ? kFailed : 0;
-    case 203: return dev_Ctrl(kExtenderFirstBoot, value);
+    case node::kAutoCfgControl: return dev_Ctrl(kAutoConfigSwitch, value);
+    case node::kWifiConfigFlag: return wifi_setting_flag_set(value);
+    case node::kExtenderFirstbootMac: return dev_Ctrl(kExtenderFirstBoot, value);
     default: return kNothingHere;
   }
 }
 
 int action_set(std::string_view value, ParseContext& context) {
   switch (context.node_parent) {
-    case kApprove:
-    case kApproveData: return approval_update(context.node_index, value, context);
-    case kByTime: return autocfg_by_time(context.node_index, value);
-    case kCheckedList: return checked_list_update(context.node_index, value, context);
-    case kWps: return wps_start(value);
-    case kSsidInstance:
-    case kRadioInstance: return kNotWritable;
-    case kHostInstance:
-      if (context.node_index == 104) return parental_rule_add(value, context);
-      return context.node_index == 88 || context.node_index == 89 ? kNotWritable : kNothingHere;
+    case node::kApprove:
+    case node::kApproveEntry: return approval_update(context.node_index, value, context);
+    case node::kByTime: return autocfg_by_time(context.node_index, value);
+    case node::kCheckedEntry: return checked_list_update(context.node_index, value, context);
+    case node::kWps: return wps_start(value);
+    case node::kSsidInstance:
+    case node::kRadioInstance: return kNotWritable;
+    case node::kHostInstance:
+      if (context.node_index == node::kHostAddPcpRule) return parental_rule_add(value, context);
+      return context.node_index == node::kHostActive || context.node_index == node::kHostBlocking ? kNotWritable
+                                                                                                 : kNothingHere;
     default: return command_set(context.node_index, value);
   }
 }
@@ -85,17 +75,17 @@ int radio_get(ParseContext& context) {
   const int radio = context.innermost_instance();
   std::string& text = context.text;
   switch (context.node_index) {
-    case 80:
-    case 82:
-    case 84: return 0;  // the preset argument text is the answer
-    case 81:
+    case node::kRadioEnable:
+    case node::kRadioMaxBitRate:
+    case node::kRadioStandards: return 0;  // the preset argument text is the answer
+    case node::kRadioStatus:
       if (radio == 1 || radio == 2) text = "Up";
       return 0;
-    case 83:
+    case node::kRadioBand:
       if (radio == 1) text = "2.4GHz";
       if (radio == 2) text = "5GHz";
       return 0;
-    case 85:
+    case node::kRadioActionChannel:
       if (radio == 1 || radio == 2) radio_channel(radio, text);
       return 0;
     default: return kNothingHere;
@@ -114,25 +104,31 @@ int auto_config_func_state_get(std::string& text) {
 
 int action_get(ParseContext& context) {
   switch (context.node_parent) {
-    case kHostInstance:
+    case node::kHostInstance:
       switch (context.node_index) {
-        case 88: context.text = "1"; return 0;
-        case 89: return host_blocking_state(context);
-        case 90: return host_parental_blocking_state(context);
-        case 104: return kNotReadable;
+        case node::kHostActive: context.text = "1"; return 0;
+        case node::kHostBlocking: return host_blocking_state(context);
+        case node::kHostParentalBlocking: return host_parental_blocking_state(context);
+        case node::kHostAddPcpRule: return kNotReadable;
         default: return kNothingHere;
       }
-    case kSsidInstance:
-    case kRadioInstance: return radio_get(context);
-    case kApprove:
-    case kApproveData: return context.node_index == 177 ? approve_flag_get(context) : kNothingHere;
-    case kWps: context.text = wps_status(); return 0;
+    case node::kSsidInstance:
+    case node::kRadioInstance: return radio_get(context);
+    case node::kApprove:
+    case node::kApproveEntry:
+      return context.node_index == node::kApproveEnable ? approve_flag_get(context) : kNothingHere;
+    case node::kWps: context.text = wps_status(); return 0;
     default:
       switch (context.node_index) {
-        case 111: case 113: case 115: case 117: case 119: case 203: return kNotReadable;
-        case 120:
-        case 121: context.text = "0"; return 0;
-        case 174: return auto_config_func_state_get(context.text);
+        case node::kBlockMac:
+        case node::kUnblockMac:
+        case node::kExtenderRebootMac:
+        case node::kExtenderWifiOnMac:
+        case node::kExtenderWifiOffMac:
+        case node::kExtenderFirstbootMac: return kNotReadable;
+        case node::kReboot:
+        case node::kFactoryReset: context.text = "0"; return 0;
+        case node::kAutoCfgControl: return auto_config_func_state_get(context.text);
         default: return kNothingHere;
       }
   }

@@ -17,6 +17,8 @@
 #include "platform/files.h"
 #include "platform/probe_db.h"
 #include "platform/shell.h"
+#include "request/nodes.h"
+#include "wire/status.h"
 
 namespace pemo {
 namespace {
@@ -26,8 +28,6 @@ constexpr const char* kApproveListTemp = "/etc/pemo-agent/Approvelisttmp";
 constexpr const char* kCheckedList = "/etc/pemo-agent/NewDeviceCheckedlist";
 constexpr std::size_t kMacKey = 17;       // entries match on their first 17 characters
 constexpr std::size_t kPendingMac = 31;   // the pending MAC field
-constexpr int kFileError = -18;
-constexpr int kFailed = -26;
 
 using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 File open_file(const char* path, const char* mode) { return File(std::fopen(path, mode), std::fclose); }
@@ -93,12 +93,12 @@ int remove_entry(const std::string& mac) {
 int set_approval_switch(int value) {
   cfg_set("wireless.wifi.ApproveFlag", std::to_string(value));
   // The tool answers at once; a run that did not end by itself leaves no answer.
-  if (!ran_to_end(shell_run("hv1905App 16 " + std::to_string(value)))) return kFailed;
+  if (!ran_to_end(shell_run("hv1905App 16 " + std::to_string(value)))) return kToolFailed;
   std::string text;
   if (!read_text_file("/tmp/1905ReturnValue", text, 4096)) return kFileError;
-  if (text.empty()) return kFailed;  // no line at all; an empty first line reads as 0
+  if (text.empty()) return kToolFailed;  // no line at all; an empty first line reads as 0
   const std::string first = text.substr(0, std::min({text.find('\n'), std::size_t{3}}));
-  return std::atoi(first.c_str()) == 0 ? 0 : kFailed;
+  return std::atoi(first.c_str()) == 0 ? 0 : kToolFailed;
 }
 
 // A MAC for the list files and the database: no longer than its field and free of
@@ -114,7 +114,7 @@ int entry_update(std::string PendingEntries::*mac_field, const char* list, const
   std::lock_guard lock(entries.mutex);
   std::string& mac = entries.*mac_field;
   if (is_mac) {
-    if (!usable_mac(value)) return kEmptySetValue;
+    if (!usable_mac(value)) return kValueRefused;
     mac.assign(value);
     return 0;
   }
@@ -135,15 +135,16 @@ int entry_update(std::string PendingEntries::*mac_field, const char* list, const
 
 int approval_update(int node_index, std::string_view value, ParseContext&) {
   switch (node_index) {
-    case 177: {
+    case node::kApproveEnable: {
       const int option = decimal(value);
       if (option == 0 || option == 1) return set_approval_switch(option);
       if (option == 2) return unlink(kApproveList) == 0 ? 0 : kFileError;
       return kNothingHere;
     }
-    case 181:
-    case 182:
-      return entry_update(&PendingEntries::approval_mac, kApproveList, "Authorized", true, node_index == 181,
+    case node::kApproveEntryMac:
+    case node::kApproveEntryOption:
+      return entry_update(&PendingEntries::approval_mac, kApproveList, "Authorized", true,
+                          node_index == node::kApproveEntryMac,
                           value);
     default:
       return kNothingHere;
@@ -151,8 +152,9 @@ int approval_update(int node_index, std::string_view value, ParseContext&) {
 }
 
 int checked_list_update(int node_index, std::string_view value, ParseContext&) {
-  if (node_index != 217 && node_index != 218) return kNothingHere;
-  return entry_update(&PendingEntries::checked_mac, kCheckedList, "NewDeviceChecked", false, node_index == 217,
+  if (node_index != node::kCheckedEntryMac && node_index != node::kCheckedEntryOption) return kNothingHere;
+  return entry_update(&PendingEntries::checked_mac, kCheckedList, "NewDeviceChecked", false,
+                      node_index == node::kCheckedEntryMac,
                       value);
 }
 

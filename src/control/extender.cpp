@@ -13,11 +13,12 @@
 #include "platform/probe_db.h"
 #include "platform/shell.h"
 #include "request/context.h"
+#include "request/nodes.h"
+#include "wire/status.h"
 
 namespace pemo {
 namespace {
 
-constexpr int kFailed = -26;
 constexpr std::size_t kSlotSize = 3;
 constexpr const char* kTool = "/usr/sbin/hv1905App";
 
@@ -61,16 +62,16 @@ ByTimeSlots& by_time_slots() {
 }  // namespace
 
 int dev_Ctrl(DevCtrlAction action, std::string_view value, std::chrono::milliseconds answer_wait) {
-  if (action != kAutoConfigSwitch && isL2AlMac(value) != 1) return kFailed;
+  if (action != kAutoConfigSwitch && isL2AlMac(value) != 1) return kToolFailed;
   const std::string command = command_for(action, shell_quote(value));
   // The tool hands the request to the extender and returns; the answer comes in a
   // file. A run that did not end by itself has no answer to wait for.
   const int status = shell_run(command);
   std::printf("%s : syscmd %s\n", "dev_Ctrl", command.c_str());
-  if (!ran_to_end(status)) return kFailed;
+  if (!ran_to_end(status)) return kToolFailed;
   std::this_thread::sleep_for(std::chrono::seconds(1));
   std::string answer;
-  if (!wait_for_answer(answer_wait, answer) || answer.find("00") == std::string::npos) return kFailed;
+  if (!wait_for_answer(answer_wait, answer) || answer.find("00") == std::string::npos) return kToolFailed;
   if (action == kAutoConfigSwitch) {
     const char* state = value == "0" ? "0" : "1";
     cfg_set("wireless.@wifi-iface[0].AP_autoconfig", state);
@@ -84,15 +85,15 @@ int autocfg_by_time(int node_index, std::string_view value) {
   std::string* slot = nullptr;
   std::lock_guard lock(slots.mutex);
   switch (node_index) {
-    case 208: slot = &slots.device_mode; break;
-    case 209: slot = &slots.control_option; break;
-    case 210: slot = &slots.time; break;
+    case node::kByTimeDeviceMode: slot = &slots.device_mode; break;
+    case node::kByTimeControl: slot = &slots.control_option; break;
+    case node::kByTimeTime: slot = &slots.time; break;
     default: return kNothingHere;
   }
   // A value that does not fit its slot is refused rather than cut into another one.
-  if (value.size() > kSlotSize) return kEmptySetValue;
+  if (value.size() > kSlotSize) return kValueTooLong;
   slot->assign(value);
-  if (node_index != 210) return 0;
+  if (node_index != node::kByTimeTime) return 0;
   // Empty slots leave their words out, as an unfilled slot does.
   std::string command = std::string(kTool) + " 15";
   for (const std::string* word : {&slots.device_mode, &slots.control_option, &slots.control_option, &slots.time})

@@ -89,7 +89,7 @@ int parental_rule_value_set(std::string_view name, std::string_view value, Parse
   } else {
     command = "uci set " + r + "." + option + "=" + shell_quote(value);
   }
-  if (command.size() > kMaxCommand) return kEmptySetValue;
+  if (command.size() > kMaxCommand) return kValueTooLong;
   if (!command.empty()) shell_run(command);
   shell_run("uci commit parental");
   if (name == "Delete" || name == "Enable" || name == "TimeStopMin") {

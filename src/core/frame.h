@@ -1,3 +1,4 @@
+#include "wire/status.h"
 // The 4-byte header in front of every TCP message and UDP datagram.
 #pragma once
 
@@ -21,15 +22,6 @@ inline constexpr std::uint8_t kTypeParamGet = 5;
 inline constexpr std::uint8_t kTypeParamGetReply = 6;
 inline constexpr std::uint8_t kTypeParamSet = 7;
 inline constexpr std::uint8_t kTypeParamSetReply = 8;
-
-// Status codes carried in the length of a reply without payload.
-inline constexpr int kStatusNoHandler = -1;
-inline constexpr int kStatusBadJson = -2;
-inline constexpr int kStatusBadVersion = -8;
-inline constexpr int kStatusBadLength = -9;
-inline constexpr int kStatusBadType = -10;
-inline constexpr int kStatusBadPassword = -20;
-inline constexpr int kStatusReceive = -26;
 
 struct FrameHeader {
   std::uint8_t version = 0;

@@ -14,23 +14,17 @@
 #include "platform/files.h"
 #include "platform/json.h"
 #include "platform/shell.h"
+#include "request/nodes.h"
+#include "wire/status.h"
 
 namespace pemo {
 namespace {
 
-constexpr int kAutoCfg = 183;
-constexpr int kFwCfg = 186;
-constexpr int kTraceRoute = 220;
-constexpr int kRouteHop = 228;
-constexpr int kRouter = 232;
-constexpr int kForwarding = 235;
-constexpr int kWanInfo = 245;
 
 // The tool's own worst case is 30 hops x 1 probe x a 5 s wait (150 s), to which
 // looking up the hops' names adds; a run still going after twice that is cut, and
 // a cut run fails the request: fewer hops are never answered as complete.
 constexpr std::chrono::seconds kTracerouteBound{300};
-constexpr int kTraceIncomplete = -26;
 
 // Every traceroute writes /tmp/tracert: one at a time, from run to read.
 std::mutex& trace_file_lock() {
@@ -204,18 +198,18 @@ int diag_param_handler(std::string_view name, std::string_view value, ParseConte
   const int instance = context.innermost_instance();
   if (!context.is_set()) {
     switch (context.node_parent) {
-      case kFwCfg: return l2devCtrl_FWcfg_func_get(name, text, value);
-      case kRouteHop: traceroute_get(name, instance, text); return 0;
-      case kRouter: route_table(name, text); return 0;
-      case kForwarding: ipv4_fwd_get(name, instance, text); return 0;
-      case kWanInfo: wan_information(name, text); return 0;
+      case node::kExtenderFwCfg: return l2devCtrl_FWcfg_func_get(name, text, value);
+      case node::kRouteHop: traceroute_get(name, instance, text); return 0;
+      case node::kRouter: route_table(name, text); return 0;
+      case node::kForwarding: ipv4_fwd_get(name, instance, text); return 0;
+      case node::kWanInfo: wan_information(name, text); return 0;
       default: return 0;
     }
   }
   switch (context.node_parent) {
-    case kFwCfg: return l2devCtrl_FWcfg_func_set(name, value);
-    case kTraceRoute: return ip_traceroute(name, value, text);
-    case kAutoCfg: return l2devCtrl_auto_config_func_set(name, value);
+    case node::kExtenderFwCfg: return l2devCtrl_FWcfg_func_set(name, value);
+    case node::kTraceRoute: return ip_traceroute(name, value, text);
+    case node::kExtenderAutoCfg: return l2devCtrl_auto_config_func_set(name, value);
     default: return 0;
   }
 }

@@ -11,14 +11,11 @@
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/thread.h"
+#include "wire/status.h"
 
 namespace pemo {
 namespace {
 
-constexpr int kFailedQuery = -23;
-constexpr int kFileError = -18;
-constexpr int kNotWritable = -22;
-constexpr int kBusy = -26;
 
 enum FwState : int { kStateFailed = 0, kStateIdle = 1, kStateDownloading = 2, kStateFlashing = 4 };
 
@@ -44,7 +41,7 @@ void write_state(int state) {
 
 int download() {
   std::string info;
-  if (!read_text_file("/tmp/fw_online_info", info)) return -24;
+  if (!read_text_file("/tmp/fw_online_info", info)) return kNoFirmwareInfo;
   std::string locator;
   for (const std::string& line : text_lines(info, 63)) {
     if (line.find(".bin") != std::string::npos) {
@@ -186,10 +183,10 @@ int get_online_info(bool query, std::string& version) {
     constexpr std::chrono::minutes kOnlineQueryBound{2};
     if (!ran_to_end(shell_run("get_online_info", kOnlineQueryBound)) ||
         read_first_word("/tmp/get_online_info") != "success")
-      return kFailedQuery;
+      return kQueryFailed;
   }
   std::string info;
-  if (!read_text_file("/tmp/hvfw_info", info)) return kFailedQuery;
+  if (!read_text_file("/tmp/hvfw_info", info)) return kQueryFailed;
   version = firmware_info_value(info, "FW version");
   std::string running;
   if (!read_text_file("/tmp/firmware_version", running)) return kFileError;
@@ -254,7 +251,7 @@ int fw_param_handler(std::string_view, std::string_view raw_value, ParseContext&
       text = "0";
       return 0;
     }
-    return value == "1" ? fw_upgrade_start() : kEmptySetValue;
+    return value == "1" ? fw_upgrade_start() : kValueRefused;
   }
   if (keyword == "UPDATE_SOFT_STATUS") {
     if (set) return kNotWritable;

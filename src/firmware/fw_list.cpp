@@ -173,7 +173,7 @@ int l2devCtrl_FWcfg_func_set(std::string_view name, std::string_view value) {
   s.fw_option.clear();
   s.fw_additional_option.clear();
   s.fw_additional_url.clear();
-  return fit ? 0 : kEmptySetValue;
+  return fit ? 0 : kValueTooLong;
 }
 
 int l2devCtrl_FWcfg_func_get(std::string_view name, std::string& text, std::string_view value) {

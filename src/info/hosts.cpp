@@ -15,14 +15,12 @@
 #include "platform/probe_db.h"
 #include "platform/shell.h"
 #include "request/features.h"
+#include "request/nodes.h"
+#include "wire/status.h"
 
 namespace pemo {
 namespace {
 
-constexpr int kParentHosts = 3;
-constexpr int kParentHost = 35;
-constexpr int kParentNameChange = 252;
-constexpr int kParentTypeChange = 255;
 // Host snapshot columns.
 enum Cell {
   kDevType = 0,
@@ -199,7 +197,7 @@ int change_host(const std::string& mac, bool name_change, std::string_view value
     sql = "UPDATE Device set HostType=" + std::to_string(std::atoi(std::string(value).c_str())) +
           " where [ALMAC]='" + quoted_mac + "' OR [DevMac]='" + quoted_mac + "';";
   }
-  if (sql.size() >= kStatementCapacity) return -1;
+  if (sql.size() >= kStatementCapacity) return kDbFailed;
   int rc = probe_db_exec(sql);
   const std::string text(value);
   lnwt_updtae_netmap_record(mac.c_str(), name_change ? kNetmapFieldName : kNetmapFieldType,
@@ -210,16 +208,16 @@ int change_host(const std::string& mac, bool name_change, std::string_view value
 int host_set(std::string_view name, std::string_view raw_value, ParseContext& context) {
   const std::string_view value = cut_at_quotes(raw_value);
   if (value.empty()) return kEmptySetValue;
-  if (context.node_parent != kParentNameChange && context.node_parent != kParentTypeChange) return 0;
+  if (context.node_parent != node::kDevNameChange && context.node_parent != node::kHostTypeChange) return 0;
   ConnectionRecord* record = own_connection_record();
   if (record == nullptr) return 0;
   if (name == "HostMAC") {
     record->remembered_mac.assign(value.substr(0, kMacCapacity));
     return 0;
   }
-  if (context.node_parent == kParentNameChange && name == "Name")
+  if (context.node_parent == node::kDevNameChange && name == "Name")
     return change_host(record->remembered_mac, true, value);
-  if (context.node_parent == kParentTypeChange && name == "HostType")
+  if (context.node_parent == node::kHostTypeChange && name == "HostType")
     return change_host(record->remembered_mac, false, value);
   return 0;
 }
@@ -236,7 +234,7 @@ int host_param_handler(std::string_view name, std::string_view value, ParseConte
     cpu_usage(context.text);
   } else if (name == "GatewayDescription") {
     context.text = "1";
-  } else if (context.node_parent == kParentHost || context.node_parent == kParentHosts) {
+  } else if (context.node_parent == node::kHostInstance || context.node_parent == node::kHosts) {
     host_parameter_get(name, context);
   }
   return 0;
@@ -320,7 +318,7 @@ void cpu_usage_from(std::string_view line, std::string& text) {
 int host_snapshot_mac(std::string& out, const ParseContext& context) {
   const HostRow host = host_row(context.instance[0] + 1);
   const char* mac = host.cell(host.is(kDevType, "L2Device") ? kAlMac : kDevMac);
-  if (mac == nullptr) return -26;
+  if (mac == nullptr) return kNoSuchHost;
   out = mac;
   return 0;
 }

@@ -72,7 +72,7 @@ int wifi_setting_flag_set(std::string_view text) {
     unlink(kWifiSettingFlagFile);
     return 0;
   }
-  return -1;
+  return kValueNotCarriedOut;
 }
 
 }  // namespace pemo

@@ -25,8 +25,8 @@ int gateway_autocfg_get(std::string& out);
 int login_flag_get();
 // 1 when the Wi-Fi setting flag file exists.
 int wifi_setting_flag_get();
-// "1": the platform script creates the flag; "0": the flag is removed. 0, or -1
-// for any other text.
+// "1": the platform script creates the flag; "0": the flag is removed. 0, or
+// kValueNotCarriedOut for any other text.
 int wifi_setting_flag_set(std::string_view text);
 
 }  // namespace pemo

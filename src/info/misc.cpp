@@ -11,6 +11,7 @@
 #include "info/info.h"
 #include "platform/files.h"
 #include "platform/shell.h"
+#include "wire/status.h"
 
 namespace pemo {
 namespace {
@@ -21,9 +22,6 @@ constexpr const char* kWebServer = "/bin/hvhttpd";
 constexpr const char* kWebServerPidFile = "/var/run/hvhttpd.pid";
 constexpr int kWebServerPort = 5566;
 constexpr int kNumberOfRadios = 2;
-constexpr int kPipeFailed = -19;
-constexpr int kFileUnreadable = -18;
-constexpr int kBusy = -26;
 
 // Results of the last SpeedTestEnd, read by any connection.
 struct SpeedResults {
@@ -87,7 +85,7 @@ int speed_test_end(ParseContext& context) {
     if (!read_text_file(kSpeedTestInfoFile, text, 4096)) {
       std::lock_guard lock(speed_results().mutex);
       speed_results().upload = speed_results().download = 0;
-      return kFileUnreadable;
+      return kFileError;
     }
     const SpeedTestResult result = parse_speed_test(text);
     download = result.download;

@@ -7,16 +7,12 @@
 #include <string_view>
 
 #include "platform/uci.h"
+#include "wire/status.h"
 
 namespace pemo {
 
-inline constexpr int kCfgPackageNotFound = -12;
-inline constexpr int kCfgNotFound = -13;
-inline constexpr int kCfgApplyFailed = -14;
-inline constexpr int kCfgCommitFailed = -15;
-// The value does not fit the caller's buffer. Values are never cut: a cut password
-// or SSID would silently become another one.
-inline constexpr int kCfgTooLong = -16;
+// A value that does not fit the caller's buffer is kCfgTooLong, never cut: a cut
+// password or SSID would silently become another one.
 
 // Buffer sizes of the callers, terminating zero included.
 inline constexpr std::size_t kTextCapacity = 128;     // handler text

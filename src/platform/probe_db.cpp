@@ -1,5 +1,6 @@
 #include "platform/probe_db.h"
 #include "platform/lifetime.h"
+#include "wire/status.h"
 
 #include <array>
 #include <atomic>
@@ -107,7 +108,7 @@ int probe_db_exec(const std::string& sql) {
   std::fprintf(stderr, "\t> CMD: %s , Error: %s\n", sql.c_str(),
                error != nullptr ? error : "database not open");
   sqlite3_free(error);
-  return -1;
+  return kDbFailed;
 }
 
 std::string sql_format(std::string_view statement, std::string_view mac) {

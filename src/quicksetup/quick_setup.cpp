@@ -7,15 +7,12 @@
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "quicksetup/quicksetup.h"
+#include "request/nodes.h"
 
 namespace pemo {
 namespace {
 
 constexpr int kTovi123 = 276;
-constexpr int kWan = 282;
-constexpr int kStatic = 284;
-constexpr int kPppoe = 289;
-constexpr int kPptp = 293;
 
 // The status reads share fixed temporary files with fixed names; one lock per
 // file keeps two connections from reading or removing each other's output.
@@ -92,20 +89,20 @@ int quick_setup_param_handler(std::string_view name, std::string_view value, Par
       else if (name == "WiFiAction") wps_watch_stop(value);
       else if (name == "WanType") return wan_type_read(text);
       return 0;
-    case kWan:
-    case kStatic:
-    case kPppoe:
-    case kPptp:
+    case node::kWan:
+    case node::kWanStatic:
+    case node::kWanPppoe:
+    case node::kWanPptp:
       // Reads are reads: the WAN members are written only by a set request.
       if (!context.is_set()) return 0;
-      if (context.node_parent == kWan) {
+      if (context.node_parent == node::kWan) {
         if (value != "DHCP") return 0;
         wan_change_prepare();
         return wan_dhcp_write();
       }
       wan_change_prepare();
-      if (context.node_parent == kStatic) return wan_static_write(name, value);
-      if (context.node_parent == kPppoe) return wan_pppoe_write(name, value);
+      if (context.node_parent == node::kWanStatic) return wan_static_write(name, value);
+      if (context.node_parent == node::kWanPppoe) return wan_pppoe_write(name, value);
       return wan_pptp_write(name, value);
     default:
       return 0;

@@ -14,7 +14,7 @@ constexpr std::size_t kMaxDns = 58;
 
 int wan_dns_write(std::string_view mode, std::string_view value = {}) {
   if (mode == "USER") {
-    if (value.size() > kMaxDns) return kEmptySetValue;
+    if (value.size() > kMaxDns) return kValueTooLong;
     return cfg_set("network.wan.dns1", "USER," + std::string(value));
   }
   if (mode == "ISP") return cfg_set("network.wan.dns1", "ISP,");

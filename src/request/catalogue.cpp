@@ -2,12 +2,14 @@
 // and argument text that serve it. Find a node's handler here, then its subsystem.
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "control/control.h"
 #include "diag/diag.h"
 #include "firmware/firmware.h"
 #include "info/info.h"
 #include "quicksetup/quicksetup.h"
+#include "request/nodes.h"
 #include "request/param_tree.h"
 #include "wifi/wifi.h"
 
@@ -315,6 +317,79 @@ constexpr bool catalogue_is_well_formed() {
   return kCatalogue[0].index == 0 && kCatalogue[0].parent == 0;
 }
 static_assert(catalogue_is_well_formed(), "parameter catalogue is malformed");
+
+// Every name of request/nodes.h stands for the node it says: member name and parent.
+struct NamedNode {
+  int index;
+  const char* name;
+  int parent;
+};
+constexpr NamedNode kNamedNodes[] = {
+    {node::kHosts, "Hosts", 0},
+    {node::kSsidInstance, "i", 20},
+    {node::kRadioInstance, "i", 21},
+    {node::kRadioChannel, "Channel", node::kRadioInstance},
+    {node::kRadioEnable, "Enable", node::kRadioInstance},
+    {node::kRadioStatus, "Status", node::kRadioInstance},
+    {node::kRadioMaxBitRate, "MaxBitRate", node::kRadioInstance},
+    {node::kRadioBand, "OperatingFrequencyBand", node::kRadioInstance},
+    {node::kRadioStandards, "OperatingStandards", node::kRadioInstance},
+    {node::kRadioActionChannel, "Channel", node::kRadioInstance},
+    {node::kHostInstance, "i", 34},
+    {node::kHostPhysAddress, "PhysAddress", node::kHostInstance},
+    {node::kHostActive, "Active", node::kHostInstance},
+    {node::kHostBlocking, "X_Halvo_Blocking", node::kHostInstance},
+    {node::kHostParentalBlocking, "X_Halvo_Parental_Blocking", node::kHostInstance},
+    {node::kHostAddPcpRule, "X_Halvo_AddPcpRule", node::kHostInstance},
+    {node::kBlockMac, "HostMAC", 110},
+    {node::kUnblockMac, "HostMAC", 112},
+    {node::kExtenderRebootMac, "HostMAC", 114},
+    {node::kExtenderWifiOnMac, "HostMAC", 116},
+    {node::kExtenderWifiOffMac, "HostMAC", 118},
+    {node::kReboot, "Reboot", 4},
+    {node::kFactoryReset, "FactoryReset", 4},
+    {node::kAutoCfgControl, "ControlOption", 173},
+    {node::kWifiConfigFlag, "WIFIConfigFlag", 173},
+    {node::kExtenderFirstbootMac, "HostMAC", 202},
+    {node::kApprove, "WiFiAutoCfgApprove", 4},
+    {node::kApproveEnable, "Enable", node::kApprove},
+    {node::kApproveEntry, "i", 179},
+    {node::kApproveEntryMac, "MACAddress", node::kApproveEntry},
+    {node::kApproveEntryOption, "Option", node::kApproveEntry},
+    {node::kCheckedEntry, "i", 215},
+    {node::kCheckedEntryMac, "MACAddress", node::kCheckedEntry},
+    {node::kCheckedEntryOption, "Option", node::kCheckedEntry},
+    {node::kExtenderAutoCfg, "L2DevCtrl_AutoCfg", 4},
+    {node::kExtenderFwCfg, "L2DevCtrl_FWCfg", 4},
+    {node::kByTime, "WiFiAutoCfgByTime", 4},
+    {node::kByTimeDeviceMode, "DeviceMode", node::kByTime},
+    {node::kByTimeControl, "ControlOption", node::kByTime},
+    {node::kByTimeTime, "Time", node::kByTime},
+    {node::kWps, "WPS", 4},
+    {node::kDevNameChange, "DevNameChange", 4},
+    {node::kHostTypeChange, "HostTypeChange", 4},
+    {node::kTraceRoute, "TraceRoute", 219},
+    {node::kRouteHop, "i", 227},
+    {node::kRouter, "Router", 4},
+    {node::kForwarding, "i", 234},
+    {node::kWanInfo, "WanInfo", 240},
+    {node::kWan, "Wan", 276},
+    {node::kWanStatic, "Static", node::kWan},
+    {node::kWanPppoe, "PPPoE", node::kWan},
+    {node::kWanPptp, "PPTP", node::kWan},
+};
+
+constexpr bool named_nodes_match() {
+  for (const NamedNode& named : kNamedNodes) {
+    bool found = false;
+    for (const ParamNode& node : kCatalogue)
+      found = found || (node.index == named.index && node.parent == named.parent &&
+                        std::string_view(node.name) == named.name);
+    if (!found) return false;
+  }
+  return true;
+}
+static_assert(named_nodes_match(), "a name of request/nodes.h does not match its catalogue row");
 
 struct HandlerName {
   ParamHandler handler;

@@ -1,3 +1,4 @@
+#include "wire/status.h"
 // The handler contract: what a parameter handler receives and leaves behind.
 #pragma once
 
@@ -21,12 +22,6 @@ inline constexpr std::uint32_t kFlagVersionFail = 0x8;    // request's AppVersio
 inline constexpr std::uint32_t kFlagGuestAp = 0x10;       // walking inside X_Halvo_GuestAP
 inline constexpr std::uint32_t kFlagSet = 0x20;           // set request
 inline constexpr std::uint32_t kFlagWan = 0x1000;         // the request holds an object "Wan"
-
-// Handler results.
-inline constexpr int kNothingHere = -5;
-inline constexpr int kTooManyInstances = -17;
-inline constexpr int kEmptySetValue = -21;
-inline constexpr int kWifiBusy = -28;
 
 inline constexpr std::size_t kMaxInstanceLevels = 8;
 // The handler text holds at most this many characters (a 128-byte buffer's worth).

@@ -28,7 +28,7 @@ int uci_set(std::string_view name, std::string_view raw, ParseContext& context,
   if (name == "ConfigPassword") {
     // The password keys the session cipher, which takes at most 31 characters: a
     // longer one would lock every client out, so it is refused.
-    if (value.size() >= kPasswordCapacity) return kEmptySetValue;
+    if (value.size() >= kPasswordCapacity) return kValueTooLong;
     cfg_set(argument, value);
     return cfg_apply("system");
   }

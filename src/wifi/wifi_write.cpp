@@ -143,7 +143,7 @@ bool write_band(const std::string& text, WifiBand& band) {
 }  // namespace
 
 int wifi_parameter_set(std::string_view name, std::string_view value, ParseContext& context) {
-  if (value.size() > kMaxValue) return kEmptySetValue;
+  if (value.size() > kMaxValue) return kValueTooLong;
   if (name == "CheckFreqBand") {
     set_pending_set_band(value);
     return 0;
@@ -178,7 +178,7 @@ int wifi_parameter_set(std::string_view name, std::string_view value, ParseConte
     // The 5 GHz name of a both-radio SSID carries a suffix; a name with no room for
     // it is refused rather than cut.
     if (has_band && band == BAND_BOTH && value.size() + kSpeedSuffix.size() > kMaxValue)
-      return kEmptySetValue;
+      return kValueTooLong;
     if (guest) return wifi_ssid_write(BAND_BOTH, true, value);
     if (has_band) wifi_ssid_write(band, false, value);
     set_pending_set_band("");

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "request/nodes.h"
 #include "request/param_tree.h"
 #include "support/documents.h"
 #include "support/handler.h"
@@ -103,10 +104,10 @@ TEST(MessageParser, EachSearchStartsAtTheLastMatch) {
   ParseContext context = new_parse_context(false);
   context.position = tree.first_child(radio_instance);
   ASSERT_EQ(check_valid_msg("Channel", number.get(), context), 0);
-  EXPECT_EQ(context.node_index, 25);
+  EXPECT_EQ(context.node_index, node::kRadioChannel);
   ASSERT_EQ(check_valid_msg("OperatingStandards", text.get(), context), 0);
   ASSERT_EQ(check_valid_msg("Channel", number.get(), context), 0);
-  EXPECT_EQ(context.node_index, 85);
+  EXPECT_EQ(context.node_index, node::kRadioActionChannel);
   EXPECT_EQ(check_valid_msg("Channel", text.get(), context), kNothingHere);
 }
 
@@ -119,7 +120,7 @@ TEST(MessageParser, HostTypeAsTextBindsTheStartNode) {
   context.position = tree.first_child(host_instance);
   JsonPtr text(json_object_new_string("3"));
   ASSERT_EQ(check_valid_msg("X_Halvo_HostType", text.get(), context), 0);
-  EXPECT_EQ(context.node_index, 36);  // PhysAddress, where the search started
+  EXPECT_EQ(context.node_index, node::kHostPhysAddress);  // where the search started
   EXPECT_EQ(context.text, "old_define");
   EXPECT_NE(context.handler, nullptr);
 }
