@@ -91,7 +91,8 @@ int remove_entry(const std::string& mac) {
 }
 
 int set_approval_switch(int value) {
-  cfg_set("wireless.wifi.ApproveFlag", std::to_string(value));
+  // The option mirrors the switch for readers; the tool's answer decides the status.
+  static_cast<void>(cfg_set("wireless.wifi.ApproveFlag", std::to_string(value)));
   // The tool answers at once; a run that did not end by itself leaves no answer.
   if (!ran_to_end(shell_run("hv1905App 16 " + std::to_string(value)))) return kToolFailed;
   std::string text;
@@ -122,8 +123,9 @@ int entry_update(std::string PendingEntries::*mac_field, const char* list, const
   int rc = kNothingHere;
   if (option == 0 || option == 1) {
     rc = upsert(list, mac, option);
-    probe_db_exec("UPDATE DevFunc set " + std::string(column) + "='" + std::to_string(option) +
-                  "' where [ALMAC]='" + sql_quote(mac) + "';");
+    // The list file is what the platform's tool reads; the database row only mirrors it.
+    static_cast<void>(probe_db_exec("UPDATE DevFunc set " + std::string(column) + "='" + std::to_string(option) +
+                                    "' where [ALMAC]='" + sql_quote(mac) + "';"));
   } else if (option == 2 && removable) {
     rc = remove_entry(mac);
   }

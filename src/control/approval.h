@@ -8,10 +8,10 @@
 namespace pemo {
 
 // Members of WiFiAutoCfgApprove and WiFiAutoCfgApproveData.{i}.
-int approval_update(int node_index, std::string_view value, ParseContext& context);
+[[nodiscard]] int approval_update(int node_index, std::string_view value, ParseContext& context);
 // Members of NewDeviceCheckedList.{i}.
-int checked_list_update(int node_index, std::string_view value, ParseContext& context);
+[[nodiscard]] int checked_list_update(int node_index, std::string_view value, ParseContext& context);
 // WiFiAutoCfgApprove.Enable, into the context's text.
-int approve_flag_get(ParseContext& context);
+[[nodiscard]] int approve_flag_get(ParseContext& context);
 
 }  // namespace pemo

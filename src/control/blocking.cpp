@@ -58,8 +58,9 @@ int host_block(std::string_view mac) {
   write_rule(first, quoted, "TCP");
   write_rule(first + 1, quoted, "UDP");
   write_rule(first + 2, quoted, "ICMP");
-  // The agent's own set commits the package, command-line changes included.
-  for (int n = first; n <= first + 2; ++n) cfg_set(rule(n) + ".StatusEnable", "1");
+  // The agent's own set commits the package, command-line changes included; the
+  // apply after it reports for the whole change.
+  for (int n = first; n <= first + 2; ++n) static_cast<void>(cfg_set(rule(n) + ".StatusEnable", "1"));
   return cfg_apply("firewall");
 }
 
@@ -67,11 +68,11 @@ int host_unblock(std::string_view mac) {
   const int count = read_number("firewall.@firewall[0].rules_count");
   for (int n = 1; n <= count; ++n) {
     if (read_text(rule(n) + ".mac_address") == mac && read_text(rule(n) + ".name") == "app_service")
-      cfg_set(rule(n) + ".delete", "1");
+      static_cast<void>(cfg_set(rule(n) + ".delete", "1"));  // the apply below reports for all
   }
   std::string text;
   if (read_text_file("/tmp/blocking", text) && first_word(text) == mac)
-    write_text_file("/tmp/blocking", "0");
+    static_cast<void>(write_text_file("/tmp/blocking", "0"));  // a hint for the platform, no part of the change
   return cfg_apply("firewall");
 }
 
@@ -96,9 +97,8 @@ int host_parental_blocking_state(ParseContext& context) {
   context.text = "Non-Blocking";
   std::string mac;
   if (int rc = host_snapshot_mac(mac, context); rc < 0) return rc;
-  QueryTable table;
-  probe_db_query(sql_format("SELECT ExtraInfo FROM Device Device where [ALMAC]='%s' OR [DevMac]='%s';", mac),
-                 table);
+  const QueryTable table =
+      probe_db_rows(sql_format("SELECT ExtraInfo FROM Device Device where [ALMAC]='%s' OR [DevMac]='%s';", mac));
   JsonPtr info = json_parse_object(table.cell(1, 0));
   if (json_integer(json_member(info.get(), "ParentalCtrl")) == 0) context.text = "Blocking";
   return 0;

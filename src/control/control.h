@@ -5,6 +5,6 @@
 
 namespace pemo {
 
-int action_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+[[nodiscard]] int action_param_handler(std::string_view name, std::string_view value, ParseContext& context);
 
 }  // namespace pemo

@@ -74,8 +74,9 @@ int dev_Ctrl(DevCtrlAction action, std::string_view value, std::chrono::millisec
   if (!wait_for_answer(answer_wait, answer) || answer.find("00") == std::string::npos) return kToolFailed;
   if (action == kAutoConfigSwitch) {
     const char* state = value == "0" ? "0" : "1";
-    cfg_set("wireless.@wifi-iface[0].AP_autoconfig", state);
-    cfg_set("wireless.@wifi-iface[4].AP_autoconfig", state);
+    // The tool has switched already: these options only mirror its state for readers.
+    static_cast<void>(cfg_set("wireless.@wifi-iface[0].AP_autoconfig", state));
+    static_cast<void>(cfg_set("wireless.@wifi-iface[4].AP_autoconfig", state));
   }
   return 0;
 }

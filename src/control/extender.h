@@ -20,11 +20,11 @@ inline constexpr std::chrono::milliseconds kDevCtrlAnswerWait{10'000};
 
 // Runs the 1905 tool for an action and waits for its answer. 0, or -26 (not a
 // known extender, a failed answer, or none in time).
-int dev_Ctrl(DevCtrlAction action, std::string_view value,
+[[nodiscard]] int dev_Ctrl(DevCtrlAction action, std::string_view value,
              std::chrono::milliseconds answer_wait = kDevCtrlAnswerWait);
 // WiFiAutoCfgByTime members (nodes 208-210): collected, then run at Time. 0, -5
 // for another node, or -21 for a value longer than its 3-character slot.
-int autocfg_by_time(int node_index, std::string_view value);
+[[nodiscard]] int autocfg_by_time(int node_index, std::string_view value);
 // Do nothing while a firmware image is being flashed.
 void gateway_reboot();
 void gateway_factory_reset();

@@ -95,7 +95,7 @@ int parental_rule_value_set(std::string_view name, std::string_view value, Parse
   if (name == "Delete" || name == "Enable" || name == "TimeStopMin") {
     // These end an edit: the platform reloads the rules.
     shell_run("uci commit parental");
-    cfg_apply("parental");
+    static_cast<void>(cfg_apply("parental"));  // the rule is committed; reloading it is the platform's part
   }
   return rc;
 }

@@ -215,7 +215,7 @@ void app_discover_main() {
   for (;;) {
     // No datagram is read before the probe database can be opened.
     while (!probe_db_ready()) {
-      probe_db_open();
+      static_cast<void>(probe_db_open());  // the loop asks whether it is ready
       std::this_thread::sleep_for(std::chrono::seconds(1));
     }
     sockaddr_in sender{};

@@ -36,7 +36,8 @@ DownloadWaitSetting& download_wait() {
 
 void write_state(int state) {
   std::lock_guard lock(fw_status_lock());
-  write_text_file("/tmp/fw_status", std::to_string(state) + "\n");
+  // A state file that cannot be written keeps the last state; the worker goes on.
+  static_cast<void>(write_text_file("/tmp/fw_status", std::to_string(state) + "\n"));
 }
 
 int download() {
@@ -69,7 +70,7 @@ int download() {
   if (word == "downloading") {
     shell_run("killall -9 get_online_fw");
     shell_run("killall -9 wget");
-    write_text_file("/tmp/get_online_fw", "fail\n");
+    static_cast<void>(write_text_file("/tmp/get_online_fw", "fail\n"));  // the download is given up either way
     unlink_file("/tmp/rootfs");
     return -1;
   }
@@ -104,7 +105,8 @@ Check image_check() {
 // A refused image, or one whose check has no verdict: never handed to the flash script.
 void refuse_image() {
   unlink_file("/tmp/rootfs");
-  write_text_file("/tmp/fw_upgrade_status", "Fail\n");
+  // The image is gone either way; an unwritten verdict reads as the last one.
+  static_cast<void>(write_text_file("/tmp/fw_upgrade_status", "Fail\n"));
 }
 
 void fail_upgrade(bool remove_image) {

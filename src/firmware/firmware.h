@@ -10,13 +10,13 @@
 
 namespace pemo {
 
-int fw_param_handler(std::string_view name, std::string_view value, ParseContext& context);
-int fw_list_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+[[nodiscard]] int fw_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+[[nodiscard]] int fw_list_param_handler(std::string_view name, std::string_view value, ParseContext& context);
 
 // Online firmware information: 1 when the online version differs from the running
 // one (its text into `version`), 0 when equal, -23 when the query or its file
 // failed, -18 when the running version is unknown.
-int get_online_info(bool query, std::string& version);
+[[nodiscard]] int get_online_info(bool query, std::string& version);
 
 // The value after the colon of the first line holding `label` ("FW version",
 // "Release date" of /tmp/hvfw_info); empty when none.
@@ -24,9 +24,9 @@ std::string firmware_info_value(const std::string& text, std::string_view label)
 
 // Starts the upgrade worker. 0; -26 when it cannot start, or when one already
 // runs (two must never flash at once).
-int fw_upgrade_start();
+[[nodiscard]] int fw_upgrade_start();
 // The upgrade state number ("1" when no upgrade ran since start-up).
-int fw_state_read(std::string& text);
+[[nodiscard]] int fw_state_read(std::string& text);
 
 // The download wait: at most `steps` polls of `step` each (the gateway's 45 x 2 s).
 struct DownloadWait {
@@ -37,8 +37,8 @@ struct DownloadWait {
 void fw_set_download_wait(DownloadWait wait);
 
 // Extender control nodes, reached through the diagnostics handler.
-int l2devCtrl_auto_config_func_set(std::string_view name, std::string_view value);
-int l2devCtrl_FWcfg_func_set(std::string_view name, std::string_view value);
-int l2devCtrl_FWcfg_func_get(std::string_view name, std::string& text, std::string_view value);
+[[nodiscard]] int l2devCtrl_auto_config_func_set(std::string_view name, std::string_view value);
+[[nodiscard]] int l2devCtrl_FWcfg_func_set(std::string_view name, std::string_view value);
+[[nodiscard]] int l2devCtrl_FWcfg_func_get(std::string_view name, std::string& text, std::string_view value);
 
 }  // namespace pemo

@@ -47,10 +47,9 @@ ExtenderFirmware& state() {
 void ExtraInfo_get(ExtenderFirmware& s) {
   s.list.reset(json_object_new_object());
   s.count = 0;
-  QueryTable table;
-  probe_db_query("SELECT ALMac,HostName,ExtraInfo FROM Device where [DevType]='L2Device' AND "
-                 "([Alive]=1 OR ([Alive]=0 AND [nNotAlive] <= 2));",
-                 table);
+  const QueryTable table =
+      probe_db_rows("SELECT ALMac,HostName,ExtraInfo FROM Device where [DevType]='L2Device' AND "
+                    "([Alive]=1 OR ([Alive]=0 AND [nNotAlive] <= 2));");
   for (int row = 1; row <= table.rows(); ++row) {
     JsonPtr extra = json_parse_object(table.cell(row, 2));
     // Listed only for the JSON integer 1: not the text "1", true or 1.5.
@@ -185,10 +184,8 @@ int l2devCtrl_FWcfg_func_get(std::string_view name, std::string& text, std::stri
     std::printf("%s : MAC : %s\n", self, s.state_mac.c_str());
     text.assign(value);
   } else if (name == "NewFWUpgradeState") {
-    QueryTable table;
-    probe_db_query(sql_format("SELECT ExtraInfo FROM Device WHERE [DevType]='L2Device' AND [ALMac]='%s';",
-                              s.state_mac),
-                   table);
+    const QueryTable table = probe_db_rows(
+        sql_format("SELECT ExtraInfo FROM Device WHERE [DevType]='L2Device' AND [ALMac]='%s';", s.state_mac));
     if (const char* extra = table.cell(1, 0)) {
       JsonPtr info = json_parse_object(extra);
       const int upgrade_state = json_integer(json_member(info.get(), "NewfirmwareUpgradeState")).value_or(0);

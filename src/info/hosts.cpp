@@ -101,8 +101,7 @@ void channel(const HostRow& host, bool band_24g, std::string& text) {
 
 void take_snapshot(std::string& text) {
   ConnectionRecord* record = own_connection_record();
-  QueryTable table;
-  probe_db_query("SELECT * FROM Device where [Alive]=1 OR ([Alive]=0 AND [nNotAlive] <= 2);", table);
+  QueryTable table = probe_db_rows("SELECT * FROM Device where [Alive]=1 OR ([Alive]=0 AND [nNotAlive] <= 2);");
   text = std::to_string(table.rows());
   if (record != nullptr) record->host_table = std::move(table);  // the old one is released
 }

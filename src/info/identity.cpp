@@ -12,8 +12,7 @@
 namespace pemo {
 
 int gateway_autocfg_state(std::string& mac) {
-  QueryTable table;
-  probe_db_query("SELECT ALMac,AutoConfigFunc FROM DevFunc where [Devicemode]='Router';", table);
+  const QueryTable table = probe_db_rows("SELECT ALMac,AutoConfigFunc FROM DevFunc where [Devicemode]='Router';");
   long sum = 0;
   for (int row = 1; row <= table.rows(); ++row) {
     const char* almac = table.cell(row, 0);
@@ -26,8 +25,7 @@ int gateway_autocfg_state(std::string& mac) {
 
 int host_name_by_almac(std::string_view mac, std::string& out) {
   if (mac.empty()) return 0;
-  QueryTable table;
-  probe_db_query(sql_format("SELECT HostName FROM Device where [ALMac]='%s';", mac), table);
+  const QueryTable table = probe_db_rows(sql_format("SELECT HostName FROM Device where [ALMac]='%s';", mac));
   if (table.rows() < 1) return 0;
   if (const char* name = table.cell(1, 0)) out = name;
   return 1;
@@ -35,14 +33,14 @@ int host_name_by_almac(std::string_view mac, std::string& out) {
 
 int gateway_name_get(std::string& out) {
   std::string mac = "NULL";
-  gateway_autocfg_state(mac);
+  static_cast<void>(gateway_autocfg_state(mac));  // only the router's AL MAC is wanted
   if (mac == "NULL") return 0;
   return host_name_by_almac(mac, out);
 }
 
 int gateway_almac_get(std::string& out) {
   std::string mac = "NULL";
-  gateway_autocfg_state(mac);
+  static_cast<void>(gateway_autocfg_state(mac));  // only the router's AL MAC is wanted
   if (mac == "NULL") return 0;
   out = mac;
   return 1;

@@ -11,22 +11,24 @@ inline constexpr const char* kWifiSettingFlagFile = "/etc/pemo-agent/wifi_settin
 
 // Sums AutoConfigFunc over the DevFunc rows of mode "Router" and leaves the last
 // row's ALMac in `mac` (unchanged without rows). 1 when the sum is above 0.
-int gateway_autocfg_state(std::string& mac);
+[[nodiscard]] int gateway_autocfg_state(std::string& mac);
 // Host name of the Device row with this ALMac. 1 when found; 0 for an empty MAC.
-int host_name_by_almac(std::string_view mac, std::string& out);
+[[nodiscard]] int host_name_by_almac(std::string_view mac, std::string& out);
+// Lookups that leave `out` untouched when they find nothing, so that a caller
+// holding its default in `out` may ignore the result.
 // The gateway's host name from the probe database. 1 when found.
 int gateway_name_get(std::string& out);
 // The gateway's AL MAC. 1 when found.
 int gateway_almac_get(std::string& out);
-// "1" into `out` when auto-configuration is on (result 1); else `out` untouched, 0.
+// "1" into `out` when auto-configuration is on (result 1); else 0.
 int gateway_autocfg_get(std::string& out);
 // 1 when the password differs from the factory default; 0 when it equals it or
 // cannot be read.
-int login_flag_get();
+[[nodiscard]] int login_flag_get();
 // 1 when the Wi-Fi setting flag file exists.
-int wifi_setting_flag_get();
+[[nodiscard]] int wifi_setting_flag_get();
 // "1": the platform script creates the flag; "0": the flag is removed. 0, or
 // kValueNotCarriedOut for any other text.
-int wifi_setting_flag_set(std::string_view text);
+[[nodiscard]] int wifi_setting_flag_set(std::string_view text);
 
 }  // namespace pemo

@@ -7,12 +7,12 @@
 
 namespace pemo {
 
-int host_param_handler(std::string_view name, std::string_view value, ParseContext& context);
-int l2device_param_handler(std::string_view name, std::string_view value, ParseContext& context);
-int wifi_host_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+[[nodiscard]] int host_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+[[nodiscard]] int l2device_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+[[nodiscard]] int wifi_host_param_handler(std::string_view name, std::string_view value, ParseContext& context);
 // MAC of the host at the context's first instance in the connection's snapshot
 // (the AL MAC for an extender). 0, or -26 when the host has none.
-int host_snapshot_mac(std::string& out, const ParseContext& context);
+[[nodiscard]] int host_snapshot_mac(std::string& out, const ParseContext& context);
 
 // Busy share of the CPU since boot from the first line of /proc/stat: user, nice
 // and system over those plus idle, in percent. Nothing written for a line of fewer
@@ -28,6 +28,6 @@ struct SpeedTestResult {
 };
 SpeedTestResult parse_speed_test(std::string_view text);
 
-int misc_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+[[nodiscard]] int misc_param_handler(std::string_view name, std::string_view value, ParseContext& context);
 
 }  // namespace pemo

@@ -34,15 +34,15 @@ const uci::Dirs& cfg_dirs();
 // values joined by blanks). A path that names only a package or section leaves the
 // buffer as it is and returns 0. On every failure the buffer is emptied. Result: 0,
 // -12, -13 or -16 (value of `capacity` bytes or more).
-int cfg_get(std::string& buffer, std::size_t capacity = kTextCapacity);
+[[nodiscard]] int cfg_get(std::string& buffer, std::size_t capacity = kTextCapacity);
 // Sets and commits one option. Result: 0, -12, -13 (no such section, or a name or
 // value the format cannot hold) or -15 (the change could not be saved or committed).
-int cfg_set(std::string_view path, std::string_view value);
+[[nodiscard]] int cfg_set(std::string_view path, std::string_view value);
 // Runs the platform apply command for a package. Result: 0, -12 or -14.
-int cfg_apply(std::string_view package);
+[[nodiscard]] int cfg_apply(std::string_view package);
 
-int get_device_pwd(std::string& buffer);       // "system.main.pwd", at most 31 characters
-int get_device_hostname(std::string& buffer);  // "system.main.hostname", at most 63 characters
-int apply_wireless();
+[[nodiscard]] int get_device_pwd(std::string& buffer);       // "system.main.pwd", at most 31 characters
+[[nodiscard]] int get_device_hostname(std::string& buffer);  // "system.main.hostname", at most 63 characters
+[[nodiscard]] int apply_wireless();
 
 }  // namespace pemo

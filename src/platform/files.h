@@ -9,7 +9,7 @@
 namespace pemo {
 
 // Reads at most `limit` bytes of a file. false when it cannot be opened.
-bool read_text_file(const std::string& path, std::string& out, std::size_t limit = std::size_t{64} * 1024);
+[[nodiscard]] bool read_text_file(const std::string& path, std::string& out, std::size_t limit = std::size_t{64} * 1024);
 // The first blank-separated word of a text, or empty.
 std::string_view first_word(std::string_view text);
 // The first word of a file; empty when the file is missing or has none.
@@ -23,6 +23,6 @@ std::string error_text(int error);
 // Removes a file; a missing one is no error.
 void unlink_file(const std::string& path);
 // Replaces a file's content. false when it cannot be written.
-bool write_text_file(const std::string& path, std::string_view content);
+[[nodiscard]] bool write_text_file(const std::string& path, std::string_view content);
 
 }  // namespace pemo

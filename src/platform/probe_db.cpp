@@ -75,6 +75,12 @@ int probe_db_open() {
   return 0;
 }
 
+QueryTable probe_db_rows(const std::string& sql) {
+  QueryTable table;
+  static_cast<void>(probe_db_query(sql, table));  // empty on failure, as wanted
+  return table;
+}
+
 bool probe_db_ready() { return probe_db().handle.load() != nullptr; }
 
 void probe_db_close_for_tests() {
@@ -137,7 +143,7 @@ std::string sql_quote(std::string_view text) {
 
 bool probe_db_lookup(std::string_view statement, std::string_view mac, std::string& out) {
   QueryTable table;
-  probe_db_query(sql_format(statement, mac), table);
+  if (probe_db_query(sql_format(statement, mac), table) != SQLITE_OK) return false;
   const char* value = table.cell(1, 0);
   if (value == nullptr) return false;
   out.assign(value, std::min<std::size_t>(std::char_traits<char>::length(value), 127));
@@ -147,8 +153,7 @@ bool probe_db_lookup(std::string_view statement, std::string_view mac, std::stri
 bool probe_db_lookup2(std::string_view statement, std::string_view mac, std::string& first,
                       bool& first_present, std::string& second, bool& second_present) {
   QueryTable table;
-  probe_db_query(sql_format(statement, mac), table);
-  if (table.rows() < 1) return false;
+  if (probe_db_query(sql_format(statement, mac), table) != SQLITE_OK || table.rows() < 1) return false;
   const char* a = table.cell(1, 0);
   const char* b = table.cell(1, 1);
   first_present = a != nullptr;

@@ -37,16 +37,19 @@ class QueryTable {
 
 // Opens the database (read-write, never created) with its busy time-out and
 // lookaside buffer. 0, or -1 when it cannot be opened (the handle stays empty).
-int probe_db_open();
+[[nodiscard]] int probe_db_open();
 // True once an open has succeeded.
 bool probe_db_ready();
 // Closes it again; only tests use this, to start from an empty handle.
 void probe_db_close_for_tests();
 
 // Runs a query; `out` receives its result (empty on failure). The SQLite result code.
-int probe_db_query(const std::string& sql, QueryTable& out);
-// Runs one statement. 0, or -1 after printing the statement and error.
-int probe_db_exec(const std::string& sql);
+[[nodiscard]] int probe_db_query(const std::string& sql, QueryTable& out);
+// The rows of a query, for readers whose answer to a failed query is their answer
+// to no rows: a failure reads as an empty table.
+QueryTable probe_db_rows(const std::string& sql);
+// Runs one statement. 0, or kDbFailed after printing the statement and error.
+[[nodiscard]] int probe_db_exec(const std::string& sql);
 
 // `text` as an SQL string literal body: single quotes doubled, so it cannot end
 // the literal; cut at an embedded NUL as SQLite's %q would.
@@ -57,7 +60,8 @@ std::string sql_format(std::string_view statement, std::string_view mac);
 
 // Runs a statement template whose every "%s" is replaced by the quoted MAC, and
 // copies the first row's first cell into `out` when there is one and it is not
-// null (at most 127 characters). True when a value was copied.
+// null (at most 127 characters). True when a value was copied; callers whose
+// `out` holds the answer for no value ignore it.
 bool probe_db_lookup(std::string_view statement, std::string_view mac, std::string& out);
 // The same for a two-cell statement: both cells (either may be absent: empty
 // with `present` false). False when no row came back.

@@ -46,7 +46,8 @@ void internet_state_read(std::string& text) {
     return;
   }
   text = "1";
-  cfg_apply("web-redirect");
+  // Ending the captive redirect is a side effect of the read: the state is the answer either way.
+  static_cast<void>(cfg_apply("web-redirect"));
 }
 
 void wps_watch_stop(std::string_view value) {

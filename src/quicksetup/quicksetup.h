@@ -5,17 +5,17 @@
 
 namespace pemo {
 
-int quick_setup_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+[[nodiscard]] int quick_setup_param_handler(std::string_view name, std::string_view value, ParseContext& context);
 
 // Records that quick setup changed the WAN (and the protocol before the change).
-int wan_change_prepare();
-int wan_dhcp_write();
-int wan_static_write(std::string_view name, std::string_view value);
-int wan_pppoe_write(std::string_view name, std::string_view value);
-int wan_pptp_write(std::string_view name, std::string_view value);
+void wan_change_prepare();
+[[nodiscard]] int wan_dhcp_write();
+[[nodiscard]] int wan_static_write(std::string_view name, std::string_view value);
+[[nodiscard]] int wan_pppoe_write(std::string_view name, std::string_view value);
+[[nodiscard]] int wan_pptp_write(std::string_view name, std::string_view value);
 
 // Puts changed WAN settings into effect (IPv4 only) and applies `network`.
 // Result: that of the apply.
-int wan_apply();
+[[nodiscard]] int wan_apply();
 
 }  // namespace pemo

@@ -21,21 +21,21 @@ int wan_dns_write(std::string_view mode, std::string_view value = {}) {
   return 0;
 }
 
+// Both writes go to one package and fail alike: the second one reports for both.
 int set_protocol(const char* proto) {
-  cfg_set("network.wan.proto", proto);
+  static_cast<void>(cfg_set("network.wan.proto", proto));
   return cfg_set("network.wan.v6_proto", proto);
 }
 
 }  // namespace
 
-int wan_change_prepare() {
-  cfg_set("system.main.Tovi123", "1");
+void wan_change_prepare() {
+  // The quick-setup mark only tells discovery that set-up ran; the change goes on without it.
+  static_cast<void>(cfg_set("system.main.Tovi123", "1"));
   std::string proto = "network.wan.proto";
-  int rc = cfg_get(proto, kNameCapacity);
-  if (rc < 0) proto.clear();
+  if (cfg_get(proto, kNameCapacity) < 0) proto.clear();
   shell_run("echo 1 > /var/update_dns_lock");
   shell_run("echo " + shell_quote(proto) + " > /tmp/old_wan_proto");
-  return rc;
 }
 
 int wan_dhcp_write() {
@@ -53,9 +53,10 @@ int wan_static_write(std::string_view name, std::string_view value) {
 }
 
 int wan_pppoe_write(std::string_view name, std::string_view value) {
+  // The link defaults go to the package the DNS write goes to: that write reports for all.
   set_protocol("pppoe");
-  cfg_set("network.wan.demand", "");
-  cfg_set("network.wan.mtu", "1492");
+  static_cast<void>(cfg_set("network.wan.demand", ""));
+  static_cast<void>(cfg_set("network.wan.mtu", "1492"));
   int rc = wan_dns_write("ISP");
   // Credentials are user data: stored exactly as received.
   if (name == "Account") return cfg_set("network.wan.username", value);
@@ -65,10 +66,11 @@ int wan_pppoe_write(std::string_view name, std::string_view value) {
 }
 
 int wan_pptp_write(std::string_view name, std::string_view value) {
+  // The tunnel defaults go to the package the encryption write goes to: that write reports for all.
   set_protocol("pptp");
-  cfg_set("network.vpn.v6_proto", "static");
-  cfg_set("network.vpn.pptp_Nailedup", "1");
-  cfg_set("network.vpn.pptpWanIPMode", "1");
+  static_cast<void>(cfg_set("network.vpn.v6_proto", "static"));
+  static_cast<void>(cfg_set("network.vpn.pptp_Nailedup", "1"));
+  static_cast<void>(cfg_set("network.vpn.pptpWanIPMode", "1"));
   int rc = cfg_set("network.vpn.pptp_Encryption", "Auto");
   static constexpr struct {
     const char* member;
@@ -85,11 +87,11 @@ int wan_pptp_write(std::string_view name, std::string_view value) {
 int wan_apply() {
   // Every WAN change leaves the gateway in IPv4-only operation; the results of
   // these writes are not looked at, only the apply's.
-  cfg_set("network.wan.ipv4", "1");
-  cfg_set("network.wan.ipv6", "0");
-  cfg_set("network.wan.ipv6Enable", "0");
-  cfg_set("network.wan.IP_version", "IPv4_Only");
-  cfg_set("network.general.config_section", "wan");
+  static_cast<void>(cfg_set("network.wan.ipv4", "1"));
+  static_cast<void>(cfg_set("network.wan.ipv6", "0"));
+  static_cast<void>(cfg_set("network.wan.ipv6Enable", "0"));
+  static_cast<void>(cfg_set("network.wan.IP_version", "IPv4_Only"));
+  static_cast<void>(cfg_set("network.general.config_section", "wan"));
   return cfg_apply("network");
 }
 

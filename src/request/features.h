@@ -10,7 +10,7 @@ inline constexpr const char* kMagicNumber = "Q5190";
 
 // Loads the feature list once at start-up. 0, or -1 when the file is missing, is
 // not JSON, or lacks Device.X_Halvo_Ext.AppInfo.AppVersion (a message says which).
-int sys_query_response_init(const char* path = kFeatureFile);
+[[nodiscard]] int sys_query_response_init(const char* path = kFeatureFile);
 // AppVersion of the feature list, as a number.
 double app_version();
 // The serialised feature list, "MagicNum" included.

@@ -12,8 +12,8 @@ namespace pemo {
 
 // Request handlers: `payload` holds `length` request bytes on entry and the reply
 // text on return. Result as for request_dispatch.
-int doSysQueryReq(std::span<char, kMaxPayload> payload, int length);
-int doParaGetReq(std::span<char, kMaxPayload> payload, int length);
-int doParaSetReq(std::span<char, kMaxPayload> payload, int length);
+[[nodiscard]] int doSysQueryReq(std::span<char, kMaxPayload> payload, int length);
+[[nodiscard]] int doParaGetReq(std::span<char, kMaxPayload> payload, int length);
+[[nodiscard]] int doParaSetReq(std::span<char, kMaxPayload> payload, int length);
 
 }  // namespace pemo

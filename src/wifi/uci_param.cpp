@@ -29,7 +29,7 @@ int uci_set(std::string_view name, std::string_view raw, ParseContext& context,
     // The password keys the session cipher, which takes at most 31 characters: a
     // longer one would lock every client out, so it is refused.
     if (value.size() >= kPasswordCapacity) return kValueTooLong;
-    cfg_set(argument, value);
+    if (const int rc = cfg_set(argument, value); rc < 0) return rc;  // an unsaved password is no success
     return cfg_apply("system");
   }
   return cfg_set(argument, value);

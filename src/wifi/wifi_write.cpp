@@ -41,8 +41,10 @@ Rows rows(WifiBand band) { return band == BAND_BOTH ? Rows{BAND_24G, BAND_5G} : 
 void wifi_apply_mark(std::string_view interface) {
   const std::string line = std::string(interface) + "\n";
   const bool five = interface == "ath10" || interface == "ath13";
-  write_text_file(five ? "/tmp/wifi5G_Apply" : "/tmp/wifi24G_Apply", line);
-  if (interface == "ath10") write_text_file("/tmp/wifi5G_macfilter_Apply", line);
+  // The values are stored already; a mark that cannot be written leaves this radio
+  // for the platform's next apply.
+  static_cast<void>(write_text_file(five ? "/tmp/wifi5G_Apply" : "/tmp/wifi24G_Apply", line));
+  if (interface == "ath10") static_cast<void>(write_text_file("/tmp/wifi5G_macfilter_Apply", line));
 }
 
 int wifi_ssid_write(WifiBand band, bool guest, std::string_view ssid) {
