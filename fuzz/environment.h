@@ -27,7 +27,10 @@ inline void enter_gateway(bool with_database) {
   test::seed_gateway_config();
   if (with_database) {
     test::seed_probe_db(kProbeDbPath);
-    probe_db_open();
+    if (probe_db_open() != 0) {
+      std::fprintf(stderr, "cannot open the seeded probe database\n");
+      std::abort();
+    }
   }
   static NullRunner runner;
   static ScopedRunner scoped(runner);
