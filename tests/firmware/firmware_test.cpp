@@ -138,7 +138,7 @@ TEST_F(Firmware, ExtenderListHoldsExtendersWithNewFirmware) {
   test::sql(kProbeDbPath, R"(INSERT INTO Device (DevType, ALMac, HostName, Alive, nNotAlive, ExtraInfo) VALUES)"
                           R"( ('L2Device','aa:00:00:00:00:03',NULL,1,0,'{"Newfirmware":1}'),)"
                           R"( ('L2Device','aa:00:00:00:00:04','gone',0,3,'{"Newfirmware":1}');)"
-                          R"(UPDATE Device SET ExtraInfo='{"NewfirmwareUpgradeState":3}' WHERE ALMac='02:10:18:cc:ee:01';)");
+                          R"(UPDATE Device SET ExtraInfo='{"Newfirmware":0,"NewfirmwareUpgradeState":3}' WHERE ALMac='02:10:18:cc:ee:01';)");
   test::write_file("/tmp/hv1905_FWupgrade", "02:10:18:cc:dd:01 ok\naa:aa:aa:aa:aa:aa ok\n");
   const std::string fw = R"({"X_Halvo_Ext":{"L2DevCtrl_FWCfg":{"HostMAC":"02:10:18:cc:ee:01",)";
   check({{R"({"X_Halvo_Ext":{"FWNumberOfEntries":0,"FWUpgrade":{"i1":{"ModelName":"","MACAddress":"","Newfirmware":0,)"
