@@ -62,7 +62,7 @@ ByTimeSlots& by_time_slots() {
 }  // namespace
 
 int dev_Ctrl(DevCtrlAction action, std::string_view value, std::chrono::milliseconds answer_wait) {
-  if (action != kAutoConfigSwitch && isL2AlMac(value) != 1) return kToolFailed;
+  if (action != kAutoConfigSwitch && isL2AlMac(value) != 1) return kUnknownExtender;
   const std::string command = command_for(action, shell_quote(value));
   // The tool hands the request to the extender and returns; the answer comes in a
   // file. A run that did not end by itself has no answer to wait for.

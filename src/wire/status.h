@@ -41,6 +41,7 @@ inline constexpr int kValueNotCarriedOut = -26;  // a set value the handler has 
 inline constexpr int kBusy = -26;                // the worker or server it starts runs already
 inline constexpr int kTraceIncomplete = -26;     // the traceroute was cut at its bound
 inline constexpr int kNoSuchHost = -26;          // no host at that instance in the snapshot
+inline constexpr int kUnknownExtender = -26;     // a MAC that names no extender the probe daemon knows
 inline constexpr int kNotReadable = -27;         // a get of a write-only node
 inline constexpr int kWifiBusy = -28;            // a guest-network set while Wi-Fi is being set
 
