@@ -1,5 +1,8 @@
-#include "platform/uci.h"
-
+// UCI files and their locks. The locks are the platform library's own, so the
+// agent, the platform's `uci` tool and every other program on that library
+// exclude each other: flock(2) on the package file, shared while it is read and
+// exclusive while it is committed, and exclusive on a change file while records
+// are appended to it or it is emptied.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -9,8 +12,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
-#include <cstdio>
+#include <climits>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -18,119 +21,43 @@
 
 #include "platform/fd.h"
 #include "platform/lifetime.h"
+#include "platform/uci.h"
 
 namespace pemo::uci {
 namespace {
 
 // Configuration files are small; anything larger is refused rather than read whole.
 constexpr std::size_t kMaxFileSize = 1 << 20;
+// The library's modes for a change file and a save directory it creates.
+constexpr mode_t kFileMode = 0600;
+constexpr mode_t kDirMode = 0700;
+// A commit that finds its package file replaced under it starts again; this
+// many replacements in a row is a writer gone wrong, not a race.
+constexpr int kMaxReopen = 100;
 
-bool name_chars(std::string_view text, bool allow_dash) {
-  if (text.empty()) return false;
-  return std::all_of(text.begin(), text.end(), [allow_dash](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           c == '_' || (allow_dash && c == '-');
-  });
-}
+std::string config_path(const Dirs& dirs, std::string_view package) { return dirs.config + "/" + std::string(package); }
+std::string change_path(const std::string& dir, std::string_view package) { return dir + "/" + std::string(package); }
 
-// Reads the words of UCI text: bare, 'single-quoted' (no escapes) and
-// "double-quoted" (backslash escapes) pieces, concatenated when adjacent.
-class Tokenizer {
- public:
-  explicit Tokenizer(std::string_view text) : text_(text) {}
-
-  bool at_end() const { return pos_ >= text_.size(); }
-  std::size_t pos() const { return pos_; }
-  void seek(std::size_t pos) { pos_ = pos; }
-  int line() const { return line_; }
-
-  // The words up to the end of the line; quoted words may span lines.
-  bool read_line(std::vector<std::string>& words, ParseError& error) {
-    words.clear();
-    while (pos_ < text_.size()) {
-      char c = text_[pos_];
-      if (c == '\n') {
-        ++pos_;
-        ++line_;
-        return true;
-      }
-      if (c == ' ' || c == '\t' || c == '\r') {
-        ++pos_;
-      } else if (c == '#' ) {
-        while (pos_ < text_.size() && text_[pos_] != '\n') ++pos_;
-      } else {
-        std::string word;
-        if (!read_word(word, error)) return false;
-        words.push_back(std::move(word));
-      }
+// An open file holding a flock; closing it releases the lock.
+struct LockedFile {
+  UniqueFd fd;
+  int open(const std::string& path, int flags, mode_t mode, bool exclusive) {
+    fd = UniqueFd(::open(path.c_str(), flags | O_CLOEXEC, mode));
+    if (!fd.valid()) return errno == ENOENT ? kErrNotFound : kErrIo;
+    while (flock(fd.get(), exclusive ? LOCK_EX : LOCK_SH) != 0) {
+      if (errno == EINTR) continue;
+      if (errno == ENOSYS) break;  // a file system without locks, as the library allows
+      return kErrIo;
     }
-    return true;
+    return kOk;
   }
-
-  bool read_word(std::string& word, ParseError& error) {
-    while (pos_ < text_.size()) {
-      char c = text_[pos_];
-      if (c == ' ' || c == '\t' || c == '\r' || c == '\n') return true;
-      if (c == '\0') return fail(error, "unexpected NUL byte");
-      ++pos_;
-      if (c == '\'' || c == '"') {
-        const int opened = line_;
-        if (!read_quoted(word, c, c == '"')) {
-          line_ = opened;  // report where the quote began, not where the text ran out
-          return fail(error, "unterminated quote");
-        }
-      } else if (c == '\\') {
-        if (pos_ >= text_.size()) return fail(error, "dangling backslash");
-        if (text_[pos_] == '\0') return fail(error, "unexpected NUL byte");
-        if (text_[pos_] == '\n') ++line_;
-        else word += text_[pos_];
-        ++pos_;
-      } else {
-        word += c;
-      }
-    }
-    return true;
-  }
-
- private:
-  bool read_quoted(std::string& word, char quote, bool escapes) {
-    while (pos_ < text_.size()) {
-      char c = text_[pos_++];
-      if (c == '\0') return false;
-      if (c == quote) return true;
-      if (c == '\n') ++line_;
-      if (escapes && c == '\\' && pos_ < text_.size() && text_[pos_] != '\0') c = text_[pos_++];
-      word += c;
-    }
-    return false;
-  }
-
-  bool fail(ParseError& error, const char* message) const {
-    error.line = line_;
-    error.message = message;
-    return false;
-  }
-
-  std::string_view text_;
-  std::size_t pos_ = 0;
-  int line_ = 1;
 };
 
-std::string anonymous_name(std::size_t position, std::string_view type) {
-  std::uint32_t hash = 2166136261u;
-  for (char c : type) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
-  std::array<char, 16> name;
-  std::snprintf(name.data(), name.size(), "cfg%02zx%04x", position & 0xff, hash & 0xffff);
-  return name.data();
-}
-
-int read_file(const std::string& path, std::string& out) {
-  UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!fd.valid()) return errno == ENOENT ? kErrNotFound : kErrIo;
+int read_all(int fd, std::string& out) {
   out.clear();
   std::array<char, 4096> chunk;
   for (;;) {
-    ssize_t n = read(fd.get(), chunk.data(), chunk.size());
+    const ssize_t n = read(fd, chunk.data(), chunk.size());
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return kErrIo;
     if (n == 0) return kOk;
@@ -141,7 +68,7 @@ int read_file(const std::string& path, std::string& out) {
 
 bool write_all(int fd, std::string_view data) {
   while (!data.empty()) {
-    ssize_t n = write(fd, data.data(), data.size());
+    const ssize_t n = write(fd, data.data(), data.size());
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) return false;
     data.remove_prefix(static_cast<std::size_t>(n));
@@ -149,144 +76,67 @@ bool write_all(int fd, std::string_view data) {
   return true;
 }
 
-std::string delta_path(const Dirs& dirs, std::string_view package) {
-  return dirs.save + "/" + std::string(package);
+// Reads a file under a shared lock. kErrNotFound when it is missing or no regular file.
+int read_locked(const std::string& path, std::string& out) {
+  struct stat st {};
+  if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return kErrNotFound;
+  LockedFile file;
+  if (int rc = file.open(path, O_RDONLY, 0, false); rc != kOk) return rc;
+  return read_all(file.fd.get(), out);
 }
 
-// One lock per package, in the save directory: held shared while a package is
-// read, exclusively while its changes are staged, committed or reverted.
-class PackageLock {
- public:
-  int acquire(const Dirs& dirs, std::string_view package, bool exclusive) {
-    if (mkdir(dirs.save.c_str(), 0700) != 0 && errno != EEXIST) return kErrIo;
-    std::string path = dirs.save + "/." + std::string(package) + ".lock";
-    fd_ = UniqueFd(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    if (!fd_.valid()) return kErrIo;
-    while (flock(fd_.get(), exclusive ? LOCK_EX : LOCK_SH) != 0) {
-      if (errno != EINTR) return kErrIo;
-    }
-    return kOk;
-  }
-
- private:
-  UniqueFd fd_;  // closing it releases the lock
-};
-
-// A staged change as stored in the save directory, one record per change:
-//   package.section=value            section created or its type changed
-//   package.section.option=value     option set
-//   -package.section[.option]        section or option deleted
-// Values are quoted words (quote_value), so they may hold any byte but NUL.
-struct Change {
-  bool remove = false;
-  std::string section;
-  std::string option;
-  std::string value;
-};
-
-std::string format_change(std::string_view package, const Change& change) {
-  std::string line = change.remove ? "-" : "";
-  line.append(package).append(".").append(change.section);
-  if (!change.option.empty()) line.append(".").append(change.option);
-  if (!change.remove) line.append("=").append(quote_value(change.value));
-  line += '\n';
-  return line;
+// The change files of a package, in the order they apply: the further
+// directories first, the save directory last.
+std::vector<std::string> change_files(const Dirs& dirs, std::string_view package) {
+  std::vector<std::string> files;
+  for (const std::string& dir : dirs.more_changes) files.push_back(change_path(dir, package));
+  files.push_back(change_path(dirs.save, package));
+  return files;
 }
 
-// Parses stored change records. A last record cut short (no closing line feed)
-// was torn by a crash while being appended and is dropped.
-int parse_changes(std::string_view text, std::string_view package, std::vector<Change>& changes,
-                  std::vector<std::string>* lines, ParseError& error) {
-  Tokenizer tok(text);
-  std::size_t pos = 0;
-  while (pos < text.size()) {
-    std::size_t start = pos;
-    Change change;
-    if (text[pos] == '-') {
-      change.remove = true;
-      ++pos;
-    }
-    std::size_t path_end = text.find_first_of(change.remove ? "\n" : "=\n", pos);
-    if (path_end == std::string_view::npos) break;  // torn
-    Path path;
-    if (parse_path(text.substr(pos, path_end - pos), path) != kOk || path.package != package ||
-        !path.has_section || path.by_index) {
-      error.message = "bad change record";
-      return kErrParse;
-    }
-    change.section = path.section;
-    change.option = path.option;
-    pos = path_end;
-    if (!change.remove) {
-      if (text[pos] != '=') {
-        error.message = "bad change record";
-        return kErrParse;
-      }
-      tok.seek(pos + 1);
-      if (!tok.read_word(change.value, error)) {
-        if (tok.at_end()) break;  // torn inside its quotes
-        return kErrParse;
-      }
-      pos = tok.pos();
-    }
-    if (pos >= text.size()) break;  // torn before its line feed
-    if (text[pos] != '\n') {
-      error.message = "bad change record";
-      return kErrParse;
-    }
-    ++pos;
-    if (lines != nullptr) lines->emplace_back(text.substr(start, pos - 1 - start));
-    changes.push_back(std::move(change));
+using ChangeTexts = std::vector<std::optional<std::string>>;  // none: no such file
+
+int read_changes(const Dirs& dirs, std::string_view package, ChangeTexts& texts) {
+  texts.clear();
+  for (const std::string& file : change_files(dirs, package)) {
+    std::string text;
+    const int rc = read_locked(file, text);
+    if (rc != kOk && rc != kErrNotFound) return rc;
+    texts.push_back(rc == kOk ? std::optional(std::move(text)) : std::nullopt);
   }
   return kOk;
 }
 
-void apply_change(Package& package, const Change& change) {
-  auto section = std::find_if(package.sections.begin(), package.sections.end(),
-                              [&](const Section& s) { return s.name == change.section; });
-  if (change.option.empty()) {
-    if (change.remove) {
-      if (section != package.sections.end()) package.sections.erase(section);
-    } else if (section != package.sections.end()) {
-      section->type = change.value;
-    } else {
-      package.sections.push_back(Section{change.section, change.value, false, {}});
+struct Loaded {
+  std::shared_ptr<const Package> package;
+  std::vector<Change> staged;
+};
+
+int build(std::string_view name, const std::string& config_text, const ChangeTexts& texts, Loaded& out,
+          ParseError& error) {
+  auto package = std::make_shared<Package>();
+  if (int rc = parse_package(config_text, name, *package, error); rc != kOk) return rc;
+  out.staged.clear();
+  for (const auto& text : texts) {
+    if (!text) continue;
+    for (Change& change : parse_changes(*text, name)) {
+      static_cast<void>(apply_change(*package, change));  // a change that no longer applies is dropped, as the library does
+      out.staged.push_back(std::move(change));
     }
-    return;
   }
-  if (section == package.sections.end()) return;  // its section was deleted later
-  auto& options = section->options;
-  auto option = std::find_if(options.begin(), options.end(),
-                             [&](const Option& o) { return o.name == change.option; });
-  if (change.remove) {
-    if (option != options.end()) options.erase(option);
-  } else if (option != options.end()) {
-    option->is_list = false;
-    option->values = {change.value};
-  } else {
-    options.push_back(Option{change.option, false, {change.value}});
-  }
+  out.package = std::move(package);
+  return kOk;
 }
 
-int read_changes(const Dirs& dirs, std::string_view package, std::vector<Change>& changes,
-                 std::vector<std::string>* lines, ParseError& error) {
-  std::string text;
-  int rc = read_file(delta_path(dirs, package), text);
-  if (rc == kErrNotFound) return kOk;
-  if (rc != kOk) return rc;
-  return parse_changes(text, package, changes, lines, error);
-}
-
-// Packages as parsed last, with the exact text of the package file and of its
-// change file they were parsed from. A load always reads both files and reuses a
-// parse only when both texts are the same byte for byte, so it never serves what
-// the files no longer say, whoever wrote them and however fast; it saves only
-// the parsing, which is most of a load's cost.
+// Packages as parsed last, with the exact texts they were parsed from. A load
+// always reads every file and reuses a parse only when all texts are the same
+// byte for byte, so it never serves what the files no longer say, whoever wrote
+// them and however fast; it saves only the parsing, most of a load's cost.
 struct ParseCache {
   struct Entry {
     std::string config_text;
-    std::optional<std::string> delta_text;  // none: no change file
-    std::shared_ptr<const Package> package;
+    ChangeTexts change_texts;
+    Loaded loaded;
   };
   std::mutex mutex;
   std::map<std::string, Entry> entries;  // by package file path
@@ -294,70 +144,48 @@ struct ParseCache {
 
 ParseCache& parse_cache() { return process_lifetime<ParseCache>(); }
 
-// Loads a package from its files, with its staged changes applied; the caller
-// holds the package lock.
-int load_locked(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out, ParseError& error) {
+int load(const Dirs& dirs, std::string_view name, Loaded& out, ParseError& error) {
   if (!valid_package_name(name)) return kErrInval;
-  const std::string path = dirs.config + "/" + std::string(name);
-  std::string config_text, delta;
-  int rc = read_file(path, config_text);
-  if (rc != kOk) return rc;
-  std::optional<std::string> delta_text;
-  rc = read_file(delta_path(dirs, name), delta);
-  if (rc == kOk) delta_text = std::move(delta);
-  else if (rc != kErrNotFound) return rc;
-
+  const std::string path = config_path(dirs, name);
+  std::string config_text;
+  ChangeTexts texts;
+  if (int rc = read_locked(path, config_text); rc != kOk) return rc;
+  if (int rc = read_changes(dirs, name, texts); rc != kOk) return rc;
   ParseCache& cache = parse_cache();
   {
     std::lock_guard lock(cache.mutex);
     auto it = cache.entries.find(path);
-    if (it != cache.entries.end() && it->second.config_text == config_text && it->second.delta_text == delta_text) {
-      out = it->second.package;
+    if (it != cache.entries.end() && it->second.config_text == config_text && it->second.change_texts == texts) {
+      out = it->second.loaded;
       return kOk;
     }
   }
-  auto package = std::make_shared<Package>();
-  rc = parse_package(config_text, name, *package, error);
-  if (rc != kOk) return rc;
-  std::vector<Change> changes;
-  if (delta_text) {
-    rc = parse_changes(*delta_text, name, changes, nullptr, error);
-    if (rc != kOk) return rc;
-  }
-  for (const Change& change : changes) apply_change(*package, change);
-  out = package;
+  if (int rc = build(name, config_text, texts, out, error); rc != kOk) return rc;
   std::lock_guard lock(cache.mutex);
-  cache.entries[path] = ParseCache::Entry{std::move(config_text), std::move(delta_text), out};
+  cache.entries[path] = ParseCache::Entry{std::move(config_text), std::move(texts), out};
   return kOk;
 }
 
-// The same, copied for a caller that changes it.
-int load_locked(const Dirs& dirs, std::string_view name, Package& out, ParseError& error) {
-  std::shared_ptr<const Package> package;
-  const int rc = load_locked(dirs, name, package, error);
-  if (rc == kOk) out = *package;
-  return rc;
+// The mode a new file of the package gets: its package file's, else `fallback`.
+mode_t package_mode(const Dirs& dirs, std::string_view package, mode_t fallback) {
+  struct stat st {};
+  return stat(config_path(dirs, package).c_str(), &st) == 0 ? (st.st_mode & 07777) : fallback;
 }
 
-int append_change(const Dirs& dirs, std::string_view package, const Change& change) {
-  UniqueFd fd(open(delta_path(dirs, package).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC,
-                   0600));
-  if (!fd.valid()) return kErrIo;
-  // One write per record, so a crash leaves at most a torn last record.
-  return write_all(fd.get(), format_change(package, change)) ? kOk : kErrIo;
-}
-
-// Resolves the section of `path` to its name in the loaded package.
-int section_name(const Package& package, const Path& path, std::string& name) {
-  if (!path.by_index) {
-    name = path.section;
-    return kOk;
+// Appends records to the package's change file under its exclusive lock, in one
+// write, so a crash leaves at most a torn last record.
+int append(const Dirs& dirs, std::string_view package, std::string_view records) {
+  struct stat st {};
+  if (stat(dirs.save.c_str(), &st) != 0) {
+    const mode_t mode = stat(dirs.config.c_str(), &st) == 0 ? (st.st_mode & 07777) : kDirMode;
+    if (mkdir(dirs.save.c_str(), mode) != 0 && errno != EEXIST) return kErrIo;
+  } else if (!S_ISDIR(st.st_mode)) {
+    return kErrIo;
   }
-  Resolved found = resolve(package, Path{path.package, {}, path.type, path.index, true, true, {},
-                                         false});
-  if (found.section == nullptr) return kErrNotFound;
-  name = found.section->name;
-  return kOk;
+  LockedFile file;
+  const mode_t mode = package_mode(dirs, package, kFileMode);
+  if (file.open(change_path(dirs.save, package), O_RDWR | O_CREAT | O_APPEND, mode, true) != kOk) return kErrIo;
+  return write_all(file.fd.get(), records) ? kOk : kErrIo;
 }
 
 bool sync_dir(const std::string& dir) {
@@ -365,322 +193,210 @@ bool sync_dir(const std::string& dir) {
   return fd.valid() && fsync(fd.get()) == 0;
 }
 
+// Writes `text` beside `path` and renames it over: a reader sees the old file or
+// the new one, never a part of either; a failed write leaves the old file alone.
+// A symbolic link is followed, so the file it names is replaced, not the link.
+int replace_file(const std::string& path, std::string_view text, mode_t mode) {
+  std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr), &std::free);
+  const std::string target = real ? real.get() : path;
+  const std::size_t slash = target.rfind('/');
+  const std::string dir = slash == std::string::npos ? "." : target.substr(0, slash);
+  std::string temp = dir + "/." + target.substr(slash + 1) + ".uci-XXXXXX";
+  UniqueFd fd(mkostemp(temp.data(), O_CLOEXEC));
+  if (!fd.valid()) return kErrIo;
+  if (!write_all(fd.get(), text) || fsync(fd.get()) != 0 || fchmod(fd.get(), mode) != 0 ||
+      rename(temp.c_str(), target.c_str()) != 0) {
+    unlink(temp.c_str());
+    return kErrIo;
+  }
+  static_cast<void>(sync_dir(dir));  // the rename is done; a failed directory sync only delays it on disk
+  return kOk;
+}
+
+// Opens and exclusively locks a package file, again if a commit renamed a new
+// file over it while this one waited: the lock must be on the file that the path
+// names, or this writer would build on what another writer just replaced.
+int lock_package(const std::string& path, int flags, LockedFile& file) {
+  for (int attempt = 0; attempt < kMaxReopen; ++attempt) {
+    if (int rc = file.open(path, flags, kFileMode, true); rc != kOk) return rc;
+    struct stat held {}, named {};
+    if (fstat(file.fd.get(), &held) != 0) return kErrIo;
+    if (stat(path.c_str(), &named) == 0 && held.st_ino == named.st_ino && held.st_dev == named.st_dev) return kOk;
+  }
+  return kErrIo;
+}
+
 }  // namespace
 
-const char* error_text(int error) {
-  switch (error) {
-    case kOk: return "Success";
-    case kErrMem: return "Out of memory";
-    case kErrInval: return "Invalid argument";
-    case kErrNotFound: return "Entry not found";
-    case kErrIo: return "I/O error";
-    case kErrParse: return "Parse error";
-    case kErrDuplicate: return "Duplicate entry";
-    default: return "Unknown error";
-  }
-}
-
-std::string Option::text() const {
-  std::string joined;
-  for (const std::string& v : values) {
-    if (!joined.empty()) joined += ' ';
-    joined += v;
-  }
-  return joined;
-}
-
-Option* Section::option(std::string_view option_name) {
-  auto it = std::find_if(options.begin(), options.end(),
-                         [&](const Option& o) { return o.name == option_name; });
-  return it == options.end() ? nullptr : &*it;
-}
-
-const Option* Section::option(std::string_view option_name) const {
-  return const_cast<Section*>(this)->option(option_name);
-}
-
-Section* Package::section(std::string_view section_name) {
-  auto it = std::find_if(sections.begin(), sections.end(),
-                         [&](const Section& s) { return s.name == section_name; });
-  return it == sections.end() ? nullptr : &*it;
-}
-
-const Section* Package::section(std::string_view section_name) const {
-  return const_cast<Package*>(this)->section(section_name);
-}
-
-bool valid_package_name(std::string_view name) { return name_chars(name, true); }
-bool valid_name(std::string_view name) { return name_chars(name, false); }
-bool valid_type(std::string_view type) { return name_chars(type, true); }
-
-int parse_package(std::string_view text, std::string_view name, Package& out, ParseError& error) {
-  out = Package{std::string(name), {}};
-  Tokenizer tok(text);
-  std::vector<std::string> words;
-  Section* current = nullptr;
-  auto fail = [&](int line, const char* message) {
-    error.line = line;
-    error.message = message;
-    return kErrParse;
-  };
-  while (!tok.at_end()) {
-    int line = tok.line();
-    if (!tok.read_line(words, error)) return kErrParse;
-    if (words.empty()) continue;
-    const std::string& keyword = words[0];
-    if (keyword == "package") {
-      if (words.size() != 2) return fail(line, "bad package line");
-    } else if (keyword == "config") {
-      if (words.size() < 2 || words.size() > 3) return fail(line, "bad config line");
-      if (!valid_type(words[1])) return fail(line, "invalid section type");
-      if (words.size() == 3) {
-        if (!valid_name(words[2])) return fail(line, "invalid section name");
-        current = out.section(words[2]);  // a repeated named section adds to the first
-        if (current != nullptr) {
-          current->type = words[1];
-          continue;
-        }
-        out.sections.push_back(Section{words[2], words[1], false, {}});
-      } else {
-        out.sections.push_back(
-            Section{anonymous_name(out.sections.size(), words[1]), words[1], true, {}});
-      }
-      current = &out.sections.back();
-    } else if (keyword == "option" || keyword == "list") {
-      if (current == nullptr) return fail(line, "option outside a section");
-      if (words.size() != 3) return fail(line, "bad option line");
-      if (!valid_name(words[1])) return fail(line, "invalid option name");
-      bool list = keyword == "list";
-      Option* option = current->option(words[1]);
-      if (option == nullptr) {
-        current->options.push_back(Option{words[1], list, {}});
-        option = &current->options.back();
-      }
-      if (!list || !option->is_list) option->values.clear();
-      option->is_list = list;
-      option->values.push_back(std::move(words[2]));
-    } else {
-      return fail(line, "unknown keyword");
-    }
-  }
-  return kOk;
-}
-
-std::string quote_value(std::string_view value) {
-  std::string quoted = "'";
-  for (char c : value) {
-    if (c == '\'')
-      quoted += "'\\''";
-    else
-      quoted += c;
-  }
-  quoted += '\'';
-  return quoted;
-}
-
-std::string format_package(const Package& package) {
-  std::string text;
-  for (const Section& section : package.sections) {
-    text += "\nconfig " + section.type;
-    if (!section.anonymous) text += " " + quote_value(section.name);
-    text += '\n';
-    for (const Option& option : section.options) {
-      for (const std::string& value : option.values) {
-        text += option.is_list ? "\tlist " : "\toption ";
-        text += option.name + " " + quote_value(value) + "\n";
-      }
-    }
-  }
-  return text;
-}
-
-int parse_path(std::string_view text, Path& out) {
-  out = Path{};
-  std::array<std::string_view, 3> parts;
-  std::size_t count = 0;
-  for (;;) {
-    std::size_t dot = text.find('.');
-    if (count == parts.size()) return kErrInval;
-    parts[count++] = text.substr(0, dot);
-    if (dot == std::string_view::npos) break;
-    text.remove_prefix(dot + 1);
-  }
-  if (!valid_package_name(parts[0])) return kErrInval;
-  out.package = parts[0];
-  if (count >= 2) {
-    std::string_view section = parts[1];
-    out.has_section = true;
-    if (!section.empty() && section[0] == '@') {
-      std::size_t open = section.find('[');
-      if (open == std::string_view::npos || section.back() != ']') return kErrInval;
-      std::string_view type = section.substr(1, open - 1);
-      std::string_view number = section.substr(open + 1, section.size() - open - 2);
-      if (!valid_type(type) || number.empty()) return kErrInval;
-      auto [end, ec] = std::from_chars(number.data(), number.data() + number.size(), out.index);
-      if (ec != std::errc() || end != number.data() + number.size()) return kErrInval;
-      out.by_index = true;
-      out.type = type;
-    } else {
-      if (!valid_name(section)) return kErrInval;
-      out.section = section;
-    }
-  }
-  if (count == 3) {
-    if (!valid_name(parts[2])) return kErrInval;
-    out.option = parts[2];
-    out.has_option = true;
-  }
-  return kOk;
-}
-
-int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out,
-                ParseError* error) {
-  if (!valid_package_name(name)) return kErrInval;
+int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out, ParseError* error) {
   ParseError ignored;
-  PackageLock lock;
-  static_cast<void>(lock.acquire(dirs, name, false));  // readers go on without a save directory
-  return load_locked(dirs, name, out, error != nullptr ? *error : ignored);
-}
-
-int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error) {
-  std::shared_ptr<const Package> package;
-  const int rc = load_shared(dirs, name, package, error);
-  if (rc == kOk) out = *package;
+  Loaded loaded;
+  const int rc = load(dirs, name, loaded, error != nullptr ? *error : ignored);
+  if (rc == kOk) out = std::move(loaded.package);
   return rc;
 }
 
-Resolved resolve(const Package& package, const Path& path) {
-  Resolved result;
-  if (!path.has_section) {
-    result.found = Found::kComplete;
-    return result;
-  }
+int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error,
+                 std::vector<Change>* staged) {
+  ParseError ignored;
+  Loaded loaded;
+  const int rc = load(dirs, name, loaded, error != nullptr ? *error : ignored);
+  if (rc != kOk) return rc;
+  out = *loaded.package;
+  if (staged != nullptr) *staged = std::move(loaded.staged);
+  return kOk;
+}
+
+int stage(const Dirs& dirs, Command command, const Path& path, std::string_view value) {
+  if (!path.has_section || !valid_value(value) || value.find('\0') != std::string_view::npos) return kErrInval;
+  const bool option_only = command == Command::kListAdd || command == Command::kListDelete;
+  if ((option_only && !path.has_option) || (command == Command::kReorder && path.has_option) ||
+      command == Command::kAdd)
+    return kErrInval;
+  Package package;
+  if (int rc = load_package(dirs, path.package, package); rc != kOk) return rc;
+  Change change{command, path.section, path.option, std::string(value), true};
   if (path.by_index) {
-    std::vector<const Section*> typed;
-    for (const Section& s : package.sections)
-      if (s.type == path.type) typed.push_back(&s);
-    long index = path.index < 0 ? static_cast<long>(typed.size()) + path.index : path.index;
-    if (index >= 0 && index < static_cast<long>(typed.size()))
-      result.section = typed[static_cast<std::size_t>(index)];
-  } else {
-    result.section = package.section(path.section);
+    const Resolved found = resolve(package, Path{path.package, {}, path.type, path.index, true, true, {}, false});
+    // As the library: what needs the section to exist finds nothing; what
+    // would write into it has nowhere to go.
+    const bool finds = command == Command::kDelete || command == Command::kRename || command == Command::kReorder;
+    if (found.section == nullptr) return command == Command::kSet && value.empty() ? kOk : finds ? kErrNotFound : kErrInval;
+    change.section = found.section->name;
   }
-  if (result.section == nullptr) return result;
-  if (path.has_option) {
-    result.option = result.section->option(path.option);
-    if (result.option == nullptr) {
-      result.found = Found::kOptionMissing;
-      return result;
-    }
+  if (command == Command::kSet && value.empty()) change = Change{Command::kDelete, change.section, change.option, {}, false};
+  if (command == Command::kDelete) change.has_value = !value.empty();
+  if (command == Command::kRename) {
+    if (!valid_name(value)) return kErrInval;
+    const Section* section = package.section(change.section);
+    const bool taken = path.has_option ? section != nullptr && section->option(value) != nullptr
+                                       : package.section(value) != nullptr;
+    if (taken) return kErrDuplicate;
   }
-  result.found = Found::kComplete;
-  return result;
+  if (command == Command::kSet && value.empty()) {  // as the library: nothing to delete is no change
+    if (resolve(package, Path{path.package, change.section, {}, 0, false, true, change.option, path.has_option})
+            .found != Found::kComplete)
+      return kOk;
+  }
+  bool changed = false;
+  if (int rc = apply_change(package, change, &changed); rc != kOk) return rc;
+  return changed ? append(dirs, path.package, format_change(path.package, change)) : kOk;
 }
 
 int stage_set(const Dirs& dirs, const Path& path, std::string_view value) {
-  if (!path.has_section) return kErrInval;
-  if (value.find('\0') != std::string_view::npos) return kErrInval;
-  if (!path.has_option && !valid_type(value)) return kErrInval;
-  PackageLock lock;
-  if (int rc = lock.acquire(dirs, path.package, true); rc != kOk) return rc;
-  Package package;
-  ParseError error;
-  if (int rc = load_locked(dirs, path.package, package, error); rc != kOk) return rc;
-  Change change;
-  if (path.by_index || path.has_option) {
-    if (int rc = section_name(package, path, change.section); rc != kOk) return rc;
-    if (path.has_option && package.section(change.section) == nullptr) return kErrNotFound;
-  } else {
-    change.section = path.section;
-  }
-  change.option = path.option;
-  change.value = value;
-  return append_change(dirs, path.package, change);
+  return stage(dirs, Command::kSet, path, value);
 }
 
-int stage_delete(const Dirs& dirs, const Path& path) {
-  if (!path.has_section) return kErrInval;
-  PackageLock lock;
-  if (int rc = lock.acquire(dirs, path.package, true); rc != kOk) return rc;
+int stage_add(const Dirs& dirs, std::string_view name, std::string_view type, std::string& section) {
+  if (!valid_type(type)) return kErrInval;
   Package package;
-  ParseError error;
-  if (int rc = load_locked(dirs, path.package, package, error); rc != kOk) return rc;
-  if (resolve(package, path).found != Found::kComplete) return kErrNotFound;
-  Change change;
-  change.remove = true;
-  if (int rc = section_name(package, path, change.section); rc != kOk) return rc;
-  change.option = path.option;
-  return append_change(dirs, path.package, change);
+  if (int rc = load_package(dirs, name, package); rc != kOk) return rc;
+  section = anonymous_name(package, type);
+  const Change change{Command::kAdd, section, {}, std::string(type), true};
+  if (int rc = apply_change(package, change); rc != kOk) return rc;
+  return append(dirs, name, format_change(name, change));
+}
+
+int stage_changes(const Dirs& dirs, std::string_view package, const std::vector<Change>& changes) {
+  if (!valid_package_name(package)) return kErrInval;
+  std::string records;
+  for (const Change& change : changes) records += format_change(package, change);
+  return records.empty() ? kOk : append(dirs, package, records);
 }
 
 int commit(const Dirs& dirs, std::string_view name) {
   if (!valid_package_name(name)) return kErrInval;
-  PackageLock lock;
-  if (int rc = lock.acquire(dirs, name, true); rc != kOk) return rc;
-  std::vector<Change> changes;
-  ParseError error;
-  if (int rc = read_changes(dirs, name, changes, nullptr, error); rc != kOk) return rc;
-  if (changes.empty()) return kOk;
-  Package package;
-  if (int rc = load_locked(dirs, name, package, error); rc != kOk) return rc;
+  const std::string path = config_path(dirs, name);
+  LockedFile config;
+  if (int rc = lock_package(path, O_RDWR, config); rc != kOk) return rc;
+  std::string config_text;
+  if (int rc = read_all(config.fd.get(), config_text); rc != kOk) return rc;
 
-  // Write beside the package file and rename over it: a reader sees the old file or
-  // the new one, never a part of either. A failed write leaves the old file alone.
-  std::string target = dirs.config + "/" + std::string(name);
-  std::string temp = dirs.config + "/." + std::string(name) + ".uci-new";
-  {
-    UniqueFd fd(open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-    if (!fd.valid()) return kErrIo;
-    if (!write_all(fd.get(), format_package(package)) || fsync(fd.get()) != 0) {
-      unlink(temp.c_str());
-      return kErrIo;
+  // The save directory's change file stays locked until it is emptied, so no
+  // record appended meanwhile is emptied with the committed ones.
+  LockedFile saved;
+  ChangeTexts texts;
+  for (const std::string& file : change_files(dirs, name)) {
+    const bool own = file == change_path(dirs.save, name);
+    std::string text;
+    int rc = kOk;
+    if (own) {
+      rc = saved.open(file, O_RDWR, 0, true);
+      if (rc == kOk) rc = read_all(saved.fd.get(), text);
+    } else {
+      rc = read_locked(file, text);
     }
+    if (rc != kOk && rc != kErrNotFound) return rc;
+    texts.push_back(rc == kOk ? std::optional(std::move(text)) : std::nullopt);
   }
-  if (rename(temp.c_str(), target.c_str()) != 0) {
-    unlink(temp.c_str());
+  Loaded loaded;
+  ParseError error;
+  if (int rc = build(name, config_text, texts, loaded, error); rc != kOk) return rc;
+  if (loaded.staged.empty()) return kOk;
+
+  struct stat st {};
+  if (fstat(config.fd.get(), &st) != 0) return kErrIo;
+  if (int rc = replace_file(path, format_package(*loaded.package), st.st_mode & 07777); rc != kOk) return rc;
+  // Killed before this line, the changes apply again on the next load; only a
+  // list add and a delete by index are not the same when applied twice.
+  if (saved.fd.valid() && ftruncate(saved.fd.get(), 0) != 0) return kErrIo;
+  return kOk;
+}
+
+int write_package(const Dirs& dirs, const Package& package) {
+  if (!valid_package_name(package.name)) return kErrInval;
+  const std::string path = config_path(dirs, package.name);
+  LockedFile config;
+  if (int rc = lock_package(path, O_RDWR | O_CREAT, config); rc != kOk) return rc;
+  struct stat st {};
+  if (fstat(config.fd.get(), &st) != 0) return kErrIo;
+  return replace_file(path, format_package(package), st.st_mode & 07777);
+}
+
+int revert(const Dirs& dirs, const Path& path) {
+  if (!valid_package_name(path.package)) return kErrInval;
+  std::string section = path.section;
+  if (path.by_index) {
+    Package package;
+    if (int rc = load_package(dirs, path.package, package); rc != kOk) return rc;
+    const Resolved found = resolve(package, Path{path.package, {}, path.type, path.index, true, true, {}, false});
+    if (found.section == nullptr) return kOk;  // no section: none of its changes
+    section = found.section->name;
+  }
+  LockedFile saved;
+  const int rc = saved.open(change_path(dirs.save, path.package), O_RDWR, 0, true);
+  if (rc == kErrNotFound) return kOk;
+  if (rc != kOk) return rc;
+  std::string text;
+  if (read_all(saved.fd.get(), text) != kOk) return kErrIo;
+  std::string kept;
+  for (const Change& change : parse_changes(text, path.package)) {
+    const bool match = (!path.has_section || change.section == section) && (!path.has_option || change.option == path.option);
+    if (!match) kept += format_change(path.package, change);
+  }
+  if (ftruncate(saved.fd.get(), 0) != 0 || lseek(saved.fd.get(), 0, SEEK_SET) != 0 || !write_all(saved.fd.get(), kept))
     return kErrIo;
-  }
-  sync_dir(dirs.config);
-  // Killed before this line, the changes are applied again on the next load:
-  // every record sets or deletes, so applying it twice changes nothing.
-  if (unlink(delta_path(dirs, name).c_str()) != 0 && errno != ENOENT) return kErrIo;
   return kOk;
 }
 
-int revert(const Dirs& dirs, std::string_view name) {
-  if (!valid_package_name(name)) return kErrInval;
-  PackageLock lock;
-  if (int rc = lock.acquire(dirs, name, true); rc != kOk) return rc;
-  if (unlink(delta_path(dirs, name).c_str()) != 0 && errno != ENOENT) return kErrIo;
-  return kOk;
+int revert(const Dirs& dirs, std::string_view package) {
+  Path path;
+  path.package = package;
+  return revert(dirs, path);
 }
 
-namespace {
-
-std::vector<std::string> package_files(const std::string& directory) {
+std::vector<std::string> packages(const Dirs& dirs) {
   std::vector<std::string> names;
-  std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(directory.c_str()), closedir);
+  std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(dirs.config.c_str()), closedir);
   if (!dir) return names;
   while (const dirent* entry = readdir(dir.get())) {
-    if (valid_package_name(entry->d_name)) names.emplace_back(entry->d_name);
+    struct stat st {};
+    if (valid_package_name(entry->d_name) && stat(config_path(dirs, entry->d_name).c_str(), &st) == 0 &&
+        !S_ISDIR(st.st_mode))
+      names.emplace_back(entry->d_name);
   }
   std::sort(names.begin(), names.end());
   return names;
-}
-
-}  // namespace
-
-std::vector<std::string> packages(const Dirs& dirs) { return package_files(dirs.config); }
-
-std::vector<std::string> staged_packages(const Dirs& dirs) { return package_files(dirs.save); }
-
-int staged_changes(const Dirs& dirs, std::string_view package, std::vector<std::string>& lines) {
-  if (!valid_package_name(package)) return kErrInval;
-  PackageLock lock;
-  static_cast<void>(lock.acquire(dirs, package, false));
-  std::vector<Change> changes;
-  ParseError error;
-  return read_changes(dirs, package, changes, &lines, error);
 }
 
 }  // namespace pemo::uci

@@ -1,7 +1,10 @@
-// The UCI configuration format and its semantics: package files under a config
-// directory, staged changes in a save directory, lookups in the extended syntax,
-// and commits that replace a package file atomically under a per-package lock.
-// Shared by the agent (cfg.h) and the `uci` command-line tool.
+// The UCI configuration format and its semantics, kept interchangeable with the
+// platform's own library: package files under a config directory, staged changes
+// as one record per line in a save directory, lookups in the extended syntax, and
+// the same file locks. Shared by the agent (cfg.h) and the `uci` command-line tool.
+//
+// uci_text.cpp reads and writes package text, uci_delta.cpp the change records
+// and what each does to a package, uci.cpp the files and their locks.
 #pragma once
 
 #include <memory>
@@ -33,7 +36,7 @@ struct Option {
 };
 
 struct Section {
-  std::string name;  // generated "cfgXXYYYY" for an anonymous section
+  std::string name;  // generated "cfgNNHHHH" for an anonymous section
   std::string type;
   bool anonymous = false;
   std::vector<Option> options;
@@ -44,6 +47,9 @@ struct Section {
 struct Package {
   std::string name;
   std::vector<Section> sections;
+  // Sections ever created in this package, deleted ones included: the counter
+  // that anonymous section names carry.
+  int sections_made = 0;
   Section* section(std::string_view section_name);
   const Section* section(std::string_view section_name) const;
 };
@@ -54,24 +60,88 @@ struct ParseError {
 };
 
 // Package names are file names: letters, digits, '_' and '-'. Section and option
-// names: letters, digits and '_'. Section types may also hold '-'.
+// names: letters, digits and '_'. Section types: any printable character but the
+// blank. Values may hold anything but control characters other than tab, CR, LF.
 bool valid_package_name(std::string_view name);
 bool valid_name(std::string_view name);
 bool valid_type(std::string_view type);
+bool valid_value(std::string_view value);
 
-// Parses package text. kOk, or kErrParse with `error` filled in.
+// Splits UCI text into statements of words: bare, 'single-quoted' (kept as is,
+// across lines) and "double-quoted" (a backslash takes the next character; a
+// backslash before a line feed joins the lines) pieces, glued when adjacent. An
+// unquoted '#' ends the line; an unquoted ';' ends the statement.
+class Words {
+ public:
+  explicit Words(std::string_view text) : text_(text) {}
+  bool at_end() const { return pos_ >= text_.size(); }
+  int line() const { return line_; }  // where the next statement begins
+  // The words of the next statement; false (with `error`) for text that ends
+  // inside quotes or holds a NUL byte. A statement may be empty.
+  bool next(std::vector<std::string>& words, ParseError& error);
+
+ private:
+  bool read_word(std::string& word, bool& ends_line, ParseError& error);
+  std::string_view text_;
+  std::size_t pos_ = 0;
+  int line_ = 1;
+};
+
+// A staged change, as the save directory stores it (one line each):
+//   pkg.sec='type'  pkg.sec.opt='value'   set        -pkg.sec[.opt][='index']  delete
+//   +pkg.sec='type'                        add section |pkg.sec.opt='value'      list add
+//   @pkg.sec[.opt]='name'                  rename      ~pkg.sec.opt='value'      list delete
+//   ^pkg.sec='position'                    reorder
+enum class Command { kSet, kAdd, kDelete, kRename, kReorder, kListAdd, kListDelete };
+struct Change {
+  Command command = Command::kSet;
+  std::string section;
+  std::string option;  // empty for a section
+  std::string value;
+  bool has_value = true;  // only a delete may go without
+};
+
+// Applies one change as the platform's library does. kOk, or the error of a
+// change that cannot apply (a missing section, an invalid type); `changed` tells
+// whether the package differs afterwards, which is when a change is recorded.
+int apply_change(Package& package, const Change& change, bool* changed = nullptr);
+// The record of a change in a save directory, with its line feed.
+std::string format_change(std::string_view package, const Change& change);
+// How `uci changes` shows a change: "=", "+=" for a list add, "-=" for a list
+// delete, a leading '-' for a delete.
+std::string describe_change(std::string_view package, const Change& change);
+// Reads change records. A record that does not parse or names another package is
+// skipped, as the platform's library does, so one bad line loses only itself; a
+// last record without its line feed was torn by a crash while being appended and
+// is dropped.
+std::vector<Change> parse_changes(std::string_view text, std::string_view package);
+// The name the platform's library gives the next anonymous section of `type`.
+std::string anonymous_name(const Package& package, std::string_view type);
+
+// Parses package text (strict: any error refuses the text). kOk, or kErrParse
+// with `error` filled in. A "package" line is checked and otherwise ignored.
 int parse_package(std::string_view text, std::string_view name, Package& out, ParseError& error);
-// The package as file text that parse_package reads back unchanged.
-std::string format_package(const Package& package);
+// Import: "package" lines start a new package; statements before the first one
+// belong to `name` (empty: none may come first). Not strict: a bad statement is
+// skipped and counted in `skipped`.
+int parse_import(std::string_view text, std::string_view name, std::vector<Package>& out,
+                 ParseError& error, bool strict, int* skipped = nullptr);
+// Merge import: the statements become changes to an existing package, applied
+// to it and returned for staging.
+int parse_merge(std::string_view text, Package& into, std::vector<Change>& changes, ParseError& error,
+                bool strict);
+// The package as file text (the platform's export form, without its "package"
+// line); anonymous sections carry their generated names when `name_anonymous`.
+std::string format_package(const Package& package, bool name_anonymous = false);
 // One value as a single-quoted word ('it'\''s').
 std::string quote_value(std::string_view value);
 
-// A lookup path: package[.section[.option]], where section is a name or @type[n]
-// (n counts from the end when negative).
+// A lookup path: package[.section[.option]], where section is a name or
+// @type[n] or @[n] (n counts from the end when negative).
 struct Path {
   std::string package;
   std::string section;  // a name, empty when by_index
-  std::string type;     // with by_index
+  std::string type;     // with by_index; empty: sections of any type
   int index = 0;        // with by_index
   bool by_index = false;
   bool has_section = false;
@@ -81,19 +151,6 @@ struct Path {
 // kOk, or kErrInval for a malformed path or an invalid name.
 int parse_path(std::string_view text, Path& out);
 
-struct Dirs {
-  std::string config = "/etc/config";
-  std::string save = "/tmp/.uci";
-};
-
-// Loads a package with its staged changes applied. kOk; kErrNotFound when the
-// package file does not exist; kErrParse (with `error`) or kErrIo otherwise.
-int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error = nullptr);
-// The same, shared instead of copied, for readers that only look. Both files are
-// read every time; only their parse is reused, and only for the same bytes.
-int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out,
-                ParseError* error = nullptr);
-
 enum class Found { kComplete, kSectionMissing, kOptionMissing };
 struct Resolved {
   Found found = Found::kSectionMissing;
@@ -102,21 +159,45 @@ struct Resolved {
 };
 Resolved resolve(const Package& package, const Path& path);
 
-// Stages `path`=`value`: a section path sets the section's type (creating it), an
-// option path sets the option (its section must exist). kOk, kErrInval, kErrNotFound,
-// kErrParse or kErrIo. The change is visible to every later load of the package.
+struct Dirs {
+  std::string config = "/etc/config";
+  std::string save = "/tmp/.uci";
+  // Further directories of staged changes, read before `save` (never written).
+  std::vector<std::string> more_changes;
+};
+
+// Loads a package with its staged changes applied, reading each file under a
+// shared lock. kOk; kErrNotFound when the package file does not exist; kErrParse
+// (with `error`) or kErrIo otherwise. `staged` receives the changes read.
+int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error = nullptr,
+                 std::vector<Change>* staged = nullptr);
+// The same, shared instead of copied, for readers that only look. The files are
+// read every time; only their parse is reused, and only for the same bytes.
+int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out,
+                ParseError* error = nullptr);
+
+// Stages one change given by a path: resolves @type[n] to the section's name,
+// checks that the change applies to the package as it is, and appends its record
+// under an exclusive lock of the change file; a change that alters nothing is not
+// recorded. For kSet, an option path sets the option (its section must exist) and
+// a section path creates the section or sets its type. kOk, kErrInval,
+// kErrNotFound, kErrDuplicate (a rename onto an existing name), kErrParse, kErrIo.
+int stage(const Dirs& dirs, Command command, const Path& path, std::string_view value);
 int stage_set(const Dirs& dirs, const Path& path, std::string_view value);
-// Stages the deletion of a section or option. kOk, kErrNotFound, kErrParse, kErrIo.
-int stage_delete(const Dirs& dirs, const Path& path);
-// Merges the staged changes into the package file, atomically; kOk when there were none.
+// Stages a new anonymous section of `type`; `name` receives its generated name.
+int stage_add(const Dirs& dirs, std::string_view package, std::string_view type, std::string& name);
+// Stages changes already applied to a loaded package (a merge import).
+int stage_changes(const Dirs& dirs, std::string_view package, const std::vector<Change>& changes);
+// Merges the staged changes into the package file under an exclusive lock of the
+// package file, writing a new file beside it and renaming it over; then empties
+// the change file. kOk when there were none.
 int commit(const Dirs& dirs, std::string_view package);
-// Drops the staged changes of a package.
+// Writes a whole package file, staged changes left alone (an import).
+int write_package(const Dirs& dirs, const Package& package);
+// Drops the staged changes of a package, of one section, or of one option.
+int revert(const Dirs& dirs, const Path& path);
 int revert(const Dirs& dirs, std::string_view package);
 // Packages in the config directory, in name order.
 std::vector<std::string> packages(const Dirs& dirs);
-// Packages that have staged changes, in name order.
-std::vector<std::string> staged_packages(const Dirs& dirs);
-// The staged change lines of a package, as stored.
-int staged_changes(const Dirs& dirs, std::string_view package, std::vector<std::string>& lines);
 
 }  // namespace pemo::uci
