@@ -12,12 +12,15 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <climits>
+#include <deque>
 #include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <thread>
 
 #include "platform/fd.h"
 #include "platform/lifetime.h"
@@ -34,6 +37,9 @@ constexpr mode_t kDirMode = 0700;
 // A commit that finds its package file replaced under it starts again; this
 // many replacements in a row is a writer gone wrong, not a race.
 constexpr int kMaxReopen = 100;
+// How long to wait for another program's commit to rename its new file into place.
+constexpr std::chrono::seconds kRenameWait{1};
+constexpr std::chrono::microseconds kRenamePoll{200};
 
 std::string config_path(const Dirs& dirs, std::string_view package) { return dirs.config + "/" + std::string(package); }
 std::string change_path(const std::string& dir, std::string_view package) { return dir + "/" + std::string(package); }
@@ -213,18 +219,97 @@ int replace_file(const std::string& path, std::string_view text, mode_t mode) {
   return kOk;
 }
 
-// Opens and exclusively locks a package file, again if a commit renamed a new
-// file over it while this one waited: the lock must be on the file that the path
-// names, or this writer would build on what another writer just replaced.
-int lock_package(const std::string& path, int flags, LockedFile& file) {
+// Whether another program's commit has written its new package file beside
+// `path` and not yet renamed it over: the platform's library releases the
+// package lock before that rename, so the file still named is already outdated.
+bool commit_in_flight(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  const std::string dir = slash == std::string::npos ? "." : path.substr(0, slash);
+  const std::string prefix = "." + path.substr(slash + 1) + ".uci-";
+  std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(dir.c_str()), closedir);
+  if (!listing) return false;
+  while (const dirent* entry = readdir(listing.get()))
+    if (std::string_view(entry->d_name).starts_with(prefix)) return true;
+  return false;
+}
+
+// Opens and locks a package file, again if a commit renamed a new file over it
+// while this one waited, or is about to: the lock must be on the file that holds
+// the latest text, or this writer would build on what another one replaced. A
+// commit's rename follows its unlock within microseconds; a new file that stays
+// longer was left by a crash and is not waited for.
+int lock_package(const std::string& path, int flags, bool exclusive, LockedFile& file) {
+  const auto deadline = std::chrono::steady_clock::now() + kRenameWait;
   for (int attempt = 0; attempt < kMaxReopen; ++attempt) {
-    if (int rc = file.open(path, flags, kFileMode, true); rc != kOk) return rc;
+    if (int rc = file.open(path, flags, kFileMode, exclusive); rc != kOk) return rc;
     struct stat held {}, named {};
     if (fstat(file.fd.get(), &held) != 0) return kErrIo;
-    if (stat(path.c_str(), &named) == 0 && held.st_ino == named.st_ino && held.st_dev == named.st_dev) return kOk;
+    const bool current = stat(path.c_str(), &named) == 0 && held.st_ino == named.st_ino && held.st_dev == named.st_dev;
+    if (current && (!commit_in_flight(path) || std::chrono::steady_clock::now() > deadline)) return kOk;
+    if (current) {
+      file = LockedFile{};  // let the other commit finish its rename
+      std::this_thread::sleep_for(kRenamePoll);
+      --attempt;
+    }
   }
   return kErrIo;
 }
+
+void rewrite(int fd, std::string_view text) {
+  if (ftruncate(fd, 0) == 0) static_cast<void>(write_all(fd, text));  // best effort: see PackageGuard
+}
+
+// The platform's tool opens a package file and then waits for its lock; when the
+// file was replaced meanwhile, it goes on with the replaced one, unaware. So this
+// process keeps the files its commits replaced open for a while, writes each new
+// text into them too, and takes their locks before the current file's: a tool
+// that waits on a replaced file builds on the newest text, and no write of ours
+// runs beside it. (A record appended while the tool's commit runs would be
+// emptied unread by it; a commit beside it would be overwritten.)
+struct Writers {
+  std::mutex mutex;  // one staging or commit of this process at a time
+  std::map<std::string, std::deque<UniqueFd>> replaced;  // by package path, oldest first
+};
+Writers& writers() { return process_lifetime<Writers>(); }  // owned here; used only through PackageGuard
+
+// Held while a change is staged (the package file shared) or committed
+// (exclusive): the replaced files first, then the current one.
+class PackageGuard {
+ public:
+  int acquire(const std::string& path, int flags, bool exclusive) {
+    path_ = path;
+    for (UniqueFd& fd : writers().replaced[path]) {
+      while (flock(fd.get(), exclusive ? LOCK_EX : LOCK_SH) != 0 && errno == EINTR) {
+      }
+      held_.push_back(fd.get());
+    }
+    return lock_package(path, flags, exclusive, current_);
+  }
+  int fd() const { return current_.fd.get(); }
+  // The current file was replaced by `text`: it and every kept file get the text.
+  void replaced(std::string_view text) {
+    auto& kept = writers().replaced[path_];
+    for (UniqueFd& fd : kept) rewrite(fd.get(), text);
+    rewrite(current_.fd.get(), text);
+    held_.push_back(current_.fd.get());
+    kept.push_back(std::move(current_.fd));
+    if (kept.size() > kKeepReplaced) {
+      std::erase(held_, kept.front().get());
+      kept.pop_front();  // closing it releases its lock
+    }
+  }
+  ~PackageGuard() {
+    for (int fd : held_) flock(fd, LOCK_UN);
+  }
+
+ private:
+  // A waiting tool opened the file a few commits ago at most: it runs for milliseconds.
+  static constexpr std::size_t kKeepReplaced = 4;
+  std::lock_guard<std::mutex> writing_{writers().mutex};  // first made, last released
+  std::string path_;
+  std::vector<int> held_;  // kept files locked by this guard
+  LockedFile current_;
+};
 
 }  // namespace
 
@@ -253,6 +338,8 @@ int stage(const Dirs& dirs, Command command, const Path& path, std::string_view 
   if ((option_only && !path.has_option) || (command == Command::kReorder && path.has_option) ||
       command == Command::kAdd)
     return kErrInval;
+  PackageGuard guard;
+  if (int rc = guard.acquire(config_path(dirs, path.package), O_RDONLY, false); rc != kOk) return rc;
   Package package;
   if (int rc = load_package(dirs, path.package, package); rc != kOk) return rc;
   Change change{command, path.section, path.option, std::string(value), true};
@@ -289,6 +376,9 @@ int stage_set(const Dirs& dirs, const Path& path, std::string_view value) {
 
 int stage_add(const Dirs& dirs, std::string_view name, std::string_view type, std::string& section) {
   if (!valid_type(type)) return kErrInval;
+  if (!valid_package_name(name)) return kErrInval;
+  PackageGuard guard;
+  if (int rc = guard.acquire(config_path(dirs, name), O_RDONLY, false); rc != kOk) return rc;
   Package package;
   if (int rc = load_package(dirs, name, package); rc != kOk) return rc;
   section = anonymous_name(package, type);
@@ -299,6 +389,8 @@ int stage_add(const Dirs& dirs, std::string_view name, std::string_view type, st
 
 int stage_changes(const Dirs& dirs, std::string_view package, const std::vector<Change>& changes) {
   if (!valid_package_name(package)) return kErrInval;
+  PackageGuard guard;
+  if (int rc = guard.acquire(config_path(dirs, package), O_RDONLY, false); rc != kOk) return rc;
   std::string records;
   for (const Change& change : changes) records += format_change(package, change);
   return records.empty() ? kOk : append(dirs, package, records);
@@ -307,10 +399,10 @@ int stage_changes(const Dirs& dirs, std::string_view package, const std::vector<
 int commit(const Dirs& dirs, std::string_view name) {
   if (!valid_package_name(name)) return kErrInval;
   const std::string path = config_path(dirs, name);
-  LockedFile config;
-  if (int rc = lock_package(path, O_RDWR, config); rc != kOk) return rc;
+  PackageGuard config;
+  if (int rc = config.acquire(path, O_RDWR, true); rc != kOk) return rc;
   std::string config_text;
-  if (int rc = read_all(config.fd.get(), config_text); rc != kOk) return rc;
+  if (int rc = read_all(config.fd(), config_text); rc != kOk) return rc;
 
   // The save directory's change file stays locked until it is emptied, so no
   // record appended meanwhile is emptied with the committed ones.
@@ -335,8 +427,10 @@ int commit(const Dirs& dirs, std::string_view name) {
   if (loaded.staged.empty()) return kOk;
 
   struct stat st {};
-  if (fstat(config.fd.get(), &st) != 0) return kErrIo;
-  if (int rc = replace_file(path, format_package(*loaded.package), st.st_mode & 07777); rc != kOk) return rc;
+  if (fstat(config.fd(), &st) != 0) return kErrIo;
+  const std::string text = format_package(*loaded.package);
+  if (int rc = replace_file(path, text, st.st_mode & 07777); rc != kOk) return rc;
+  config.replaced(text);
   // Killed before this line, the changes apply again on the next load; only a
   // list add and a delete by index are not the same when applied twice.
   if (saved.fd.valid() && ftruncate(saved.fd.get(), 0) != 0) return kErrIo;
@@ -346,11 +440,14 @@ int commit(const Dirs& dirs, std::string_view name) {
 int write_package(const Dirs& dirs, const Package& package) {
   if (!valid_package_name(package.name)) return kErrInval;
   const std::string path = config_path(dirs, package.name);
-  LockedFile config;
-  if (int rc = lock_package(path, O_RDWR | O_CREAT, config); rc != kOk) return rc;
+  PackageGuard config;
+  if (int rc = config.acquire(path, O_RDWR | O_CREAT, true); rc != kOk) return rc;
   struct stat st {};
-  if (fstat(config.fd.get(), &st) != 0) return kErrIo;
-  return replace_file(path, format_package(package), st.st_mode & 07777);
+  if (fstat(config.fd(), &st) != 0) return kErrIo;
+  const std::string text = format_package(package);
+  if (int rc = replace_file(path, text, st.st_mode & 07777); rc != kOk) return rc;
+  config.replaced(text);
+  return kOk;
 }
 
 int revert(const Dirs& dirs, const Path& path) {

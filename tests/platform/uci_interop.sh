@@ -1,0 +1,109 @@
+#!/bin/sh
+# Our uci tool against the platform's own (built from the pinned upstream sources):
+#   suite   the upstream tool's shunit2 suite, run with our tool: every test passes;
+#   cross   every kind of change staged by either tool reads the same through both
+#           (show, show -X, changes, export, get), and a commit by either writes
+#           the same file.
+# usage: uci_interop.sh suite|cross OUR_UCI PLATFORM_PREFIX WORK_DIR
+# Runs in private user and mount namespaces with a fresh /tmp (both tools use
+# /tmp/.uci); exits 77 (skipped) when those or the platform build are missing.
+set -eu
+mode=$1 ours=$2 prefix=$3 work=$4
+skip() { echo "SKIPPED: $*"; exit 77; }
+[ -x "$prefix/bin/uci" ] || skip "no platform uci under $prefix (needs ../shared/third_party)"
+if [ -z "${UCI_INTEROP_INSIDE:-}" ]; then
+  unshare -rm true 2>/dev/null || skip "no private user and mount namespaces here"
+  export UCI_INTEROP_INSIDE=1
+  exec unshare -rm sh -c 'mount -t tmpfs tmpfs /tmp && exec "$0" "$@"' "$0" "$@"
+fi
+real="$prefix/bin/uci"
+export LD_LIBRARY_PATH="$prefix/lib"
+rm -rf "$work" && mkdir -p "$work"
+
+if [ "$mode" = suite ]; then
+  cp -r "$prefix/share/uci-tests/." "$work"
+  sed -i 's/^VALGRIND=.*/VALGRIND=""/' "$work/tests.sh"
+  cd "$work"
+  UCI_BIN="$ours" sh tests.sh >report.txt 2>&1 || true
+  cat report.txt
+  grep -q '^tests failed: *0 ' report.txt && grep -q '^tests total: *112 ' report.txt
+  exit
+fi
+
+seed() {
+  cat <<'EOF'
+config sys 'main'
+	option opt 'plain'
+	option hash "a#b" # comment
+	list l 'a'
+	list l 'b c'
+	option ml 'line one
+line "two"'
+
+config iface
+	option ssid 'first'
+
+config iface
+	option ssid "second \"quoted\" \
+joined"
+
+config other
+EOF
+}
+
+# The scenarios: uci arguments, one command per line (<LF> for a line feed in a value).
+scenario() {
+  case $1 in
+  set) printf '%s\n' "set p.main.opt=new value" "set p.@iface[1].ssid=it's \"q\" \$(x)" \
+         "set p.extra=newtype" "set p.extra.x=1" "set p.main.hash=" "set p.main.opt=new value" ;;
+  add) printf '%s\n' "add p iface" "add p zz" "set p.@zz[0].k=v" ;;
+  lists) printf '%s\n' "add_list p.main.l=x y" "add_list p.main.opt=second" "add_list p.@iface[0].n=1" \
+           "del_list p.main.l=a" "del_list p.main.ml=nothing" ;;
+  delete) printf '%s\n' "delete p.main.opt" "delete p.@iface[0]" "delete p.main.l=1" "delete p.other" ;;
+  rename) printf '%s\n' "rename p.main=primary" "rename p.@iface[0]=named" "rename p.primary.hash=hash2" ;;
+  reorder) printf '%s\n' "reorder p.@iface[1]=0" "reorder p.main=9" "reorder p.other=1" ;;
+  revert) printf '%s\n' "set p.main.opt=1" "set p.@iface[0].ssid=2" "add_list p.main.l=3" \
+            "revert p.main.opt" "revert p.@iface[0]" ;;
+  values) printf '%s\n' "set p.main.tab=a	b" "set p.main.eq=a=b=c" "set p.main.bs=back\\slash" \
+            "set p.main.nl=one<LF>two" "set p.main.q='\"'" ;;
+  esac
+}
+
+# Stages a scenario with one tool, reads and commits with another; prints all it saw.
+transcript() {
+  stager=$1 reader=$2 name=$3 dir="$work/$name.$(basename "$(dirname "$1")").$(basename "$(dirname "$2")")"
+  mkdir -p "$dir/config"
+  seed >"$dir/config/p"
+  scenario "$name" | while IFS= read -r line; do
+    cmd=${line%% *} arg=$(printf '%s' "${line#* }" | awk '{ gsub(/<LF>/, "\n"); print }')
+    if [ "$cmd" = add ]; then "$stager" -c "$dir/config" -t "$dir/save" add ${arg% *} ${arg#* }
+    else "$stager" -c "$dir/config" -t "$dir/save" "$cmd" "$arg"; fi
+    echo "[$line] $?"
+  done
+  r="$reader -c $dir/config -t $dir/save"
+  for args in "show p" "-X show p" "changes p" "export p" "get p.@iface[0].ssid" "get p.main.l"; do
+    echo "== $args"; $r $args 2>&1 || echo "status $?"
+  done
+  $r commit p; echo "== committed $?"; cat "$dir/config/p"
+  echo "== left staged"; cat "$dir/save/p" 2>/dev/null || true
+}
+
+# The same tool under two names, so a transcript's paths name the stager and reader.
+mkdir -p "$work/platform" "$work/ours"
+ln -s "$real" "$work/platform/uci"
+ln -s "$ours" "$work/ours/uci"
+failed=0
+for name in set add lists delete rename reorder revert values; do
+  transcript "$work/platform/uci" "$work/platform/uci" "$name" | sed "s|$work/[^ ]*/||g" >"$work/expected"
+  for pair in "ours ours" "ours platform" "platform ours"; do
+    set -- $pair
+    transcript "$work/$1/uci" "$work/$2/uci" "$name" | sed "s|$work/[^ ]*/||g" >"$work/got"
+    if ! diff -u "$work/expected" "$work/got" >"$work/diff"; then
+      echo "FAIL $name: staged by $1, read and committed by $2 (against the platform tool alone):"
+      cat "$work/diff"
+      failed=1
+    fi
+  done
+done
+[ $failed = 0 ] && echo "all scenarios read and commit the same through both tools"
+exit $failed
