@@ -23,9 +23,6 @@ inline constexpr std::size_t kNameCapacity = 64;
 // package name as its one argument and exits 0 on success.
 inline constexpr std::string_view kUciApplyCommand = "/sbin/uci_apply";
 
-// The package and save directories the agent uses.
-const uci::Dirs& cfg_dirs();
-
 // Every result is 0 or negative. A package that cannot be loaded for any reason
 // (missing, unparsable, unreadable, too large) is -12, like a path whose package
 // part is no package name; a path whose section or option part is unusable is -13.
