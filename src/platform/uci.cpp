@@ -10,86 +10,33 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <chrono>
-#include <climits>
-#include <deque>
-#include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <thread>
 
 #include "platform/fd.h"
 #include "platform/lifetime.h"
 #include "platform/uci.h"
+#include "platform/uci_files.h"
 
 namespace pemo::uci {
 namespace {
 
-// Configuration files are small; anything larger is refused rather than read whole.
-constexpr std::size_t kMaxFileSize = 1 << 20;
-// The library's modes for a change file and a save directory it creates.
-constexpr mode_t kFileMode = 0600;
+using files::kFileMode;
+using files::LockedFile;
+using files::PackageGuard;
+using files::read_all;
+using files::read_locked;
+using files::replace_file;
+using files::write_all;
+
+// The library's mode for a save directory it creates when the config directory tells none.
 constexpr mode_t kDirMode = 0700;
-// A commit that finds its package file replaced under it starts again; this
-// many replacements in a row is a writer gone wrong, not a race.
-constexpr int kMaxReopen = 100;
-// How long to wait for another program's commit to rename its new file into place.
-constexpr std::chrono::seconds kRenameWait{1};
-constexpr std::chrono::microseconds kRenamePoll{200};
 
 std::string config_path(const Dirs& dirs, std::string_view package) { return dirs.config + "/" + std::string(package); }
 std::string change_path(const std::string& dir, std::string_view package) { return dir + "/" + std::string(package); }
-
-// An open file holding a flock; closing it releases the lock.
-struct LockedFile {
-  UniqueFd fd;
-  int open(const std::string& path, int flags, mode_t mode, bool exclusive) {
-    fd = UniqueFd(::open(path.c_str(), flags | O_CLOEXEC, mode));
-    if (!fd.valid()) return errno == ENOENT ? kErrNotFound : kErrIo;
-    while (flock(fd.get(), exclusive ? LOCK_EX : LOCK_SH) != 0) {
-      if (errno == EINTR) continue;
-      if (errno == ENOSYS) break;  // a file system without locks, as the library allows
-      return kErrIo;
-    }
-    return kOk;
-  }
-};
-
-int read_all(int fd, std::string& out) {
-  out.clear();
-  std::array<char, 4096> chunk;
-  for (;;) {
-    const ssize_t n = read(fd, chunk.data(), chunk.size());
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return kErrIo;
-    if (n == 0) return kOk;
-    if (out.size() + static_cast<std::size_t>(n) > kMaxFileSize) return kErrIo;
-    out.append(chunk.data(), static_cast<std::size_t>(n));
-  }
-}
-
-bool write_all(int fd, std::string_view data) {
-  while (!data.empty()) {
-    const ssize_t n = write(fd, data.data(), data.size());
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    data.remove_prefix(static_cast<std::size_t>(n));
-  }
-  return true;
-}
-
-// Reads a file under a shared lock. kErrNotFound when it is missing or no regular file.
-int read_locked(const std::string& path, std::string& out) {
-  struct stat st {};
-  if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return kErrNotFound;
-  LockedFile file;
-  if (int rc = file.open(path, O_RDONLY, 0, false); rc != kOk) return rc;
-  return read_all(file.fd.get(), out);
-}
 
 // The change files of a package, in the order they apply: the further
 // directories first, the save directory last.
@@ -194,123 +141,6 @@ int append(const Dirs& dirs, std::string_view package, std::string_view records)
   return write_all(file.fd.get(), records) ? kOk : kErrIo;
 }
 
-bool sync_dir(const std::string& dir) {
-  UniqueFd fd(open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return fd.valid() && fsync(fd.get()) == 0;
-}
-
-// Writes `text` beside `path` and renames it over: a reader sees the old file or
-// the new one, never a part of either; a failed write leaves the old file alone.
-// A symbolic link is followed, so the file it names is replaced, not the link.
-int replace_file(const std::string& path, std::string_view text, mode_t mode) {
-  std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr), &std::free);
-  const std::string target = real ? real.get() : path;
-  const std::size_t slash = target.rfind('/');
-  const std::string dir = slash == std::string::npos ? "." : target.substr(0, slash);
-  std::string temp = dir + "/." + target.substr(slash + 1) + ".uci-XXXXXX";
-  UniqueFd fd(mkostemp(temp.data(), O_CLOEXEC));
-  if (!fd.valid()) return kErrIo;
-  if (!write_all(fd.get(), text) || fsync(fd.get()) != 0 || fchmod(fd.get(), mode) != 0 ||
-      rename(temp.c_str(), target.c_str()) != 0) {
-    unlink(temp.c_str());
-    return kErrIo;
-  }
-  static_cast<void>(sync_dir(dir));  // the rename is done; a failed directory sync only delays it on disk
-  return kOk;
-}
-
-// Whether another program's commit has written its new package file beside
-// `path` and not yet renamed it over: the platform's library releases the
-// package lock before that rename, so the file still named is already outdated.
-bool commit_in_flight(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  const std::string dir = slash == std::string::npos ? "." : path.substr(0, slash);
-  const std::string prefix = "." + path.substr(slash + 1) + ".uci-";
-  std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(dir.c_str()), closedir);
-  if (!listing) return false;
-  while (const dirent* entry = readdir(listing.get()))
-    if (std::string_view(entry->d_name).starts_with(prefix)) return true;
-  return false;
-}
-
-// Opens and locks a package file, again if a commit renamed a new file over it
-// while this one waited, or is about to: the lock must be on the file that holds
-// the latest text, or this writer would build on what another one replaced. A
-// commit's rename follows its unlock within microseconds; a new file that stays
-// longer was left by a crash and is not waited for.
-int lock_package(const std::string& path, int flags, bool exclusive, LockedFile& file) {
-  const auto deadline = std::chrono::steady_clock::now() + kRenameWait;
-  for (int attempt = 0; attempt < kMaxReopen; ++attempt) {
-    if (int rc = file.open(path, flags, kFileMode, exclusive); rc != kOk) return rc;
-    struct stat held {}, named {};
-    if (fstat(file.fd.get(), &held) != 0) return kErrIo;
-    const bool current = stat(path.c_str(), &named) == 0 && held.st_ino == named.st_ino && held.st_dev == named.st_dev;
-    if (current && (!commit_in_flight(path) || std::chrono::steady_clock::now() > deadline)) return kOk;
-    if (current) {
-      file = LockedFile{};  // let the other commit finish its rename
-      std::this_thread::sleep_for(kRenamePoll);
-      --attempt;
-    }
-  }
-  return kErrIo;
-}
-
-void rewrite(int fd, std::string_view text) {
-  if (ftruncate(fd, 0) == 0) static_cast<void>(write_all(fd, text));  // best effort: see PackageGuard
-}
-
-// The platform's tool opens a package file and then waits for its lock; when the
-// file was replaced meanwhile, it goes on with the replaced one, unaware. So this
-// process keeps the files its commits replaced open for a while, writes each new
-// text into them too, and takes their locks before the current file's: a tool
-// that waits on a replaced file builds on the newest text, and no write of ours
-// runs beside it. (A record appended while the tool's commit runs would be
-// emptied unread by it; a commit beside it would be overwritten.)
-struct Writers {
-  std::mutex mutex;  // one staging or commit of this process at a time
-  std::map<std::string, std::deque<UniqueFd>> replaced;  // by package path, oldest first
-};
-Writers& writers() { return process_lifetime<Writers>(); }  // owned here; used only through PackageGuard
-
-// Held while a change is staged (the package file shared) or committed
-// (exclusive): the replaced files first, then the current one.
-class PackageGuard {
- public:
-  int acquire(const std::string& path, int flags, bool exclusive) {
-    path_ = path;
-    for (UniqueFd& fd : writers().replaced[path]) {
-      while (flock(fd.get(), exclusive ? LOCK_EX : LOCK_SH) != 0 && errno == EINTR) {
-      }
-      held_.push_back(fd.get());
-    }
-    return lock_package(path, flags, exclusive, current_);
-  }
-  int fd() const { return current_.fd.get(); }
-  // The current file was replaced by `text`: it and every kept file get the text.
-  void replaced(std::string_view text) {
-    auto& kept = writers().replaced[path_];
-    for (UniqueFd& fd : kept) rewrite(fd.get(), text);
-    rewrite(current_.fd.get(), text);
-    held_.push_back(current_.fd.get());
-    kept.push_back(std::move(current_.fd));
-    if (kept.size() > kKeepReplaced) {
-      std::erase(held_, kept.front().get());
-      kept.pop_front();  // closing it releases its lock
-    }
-  }
-  ~PackageGuard() {
-    for (int fd : held_) flock(fd, LOCK_UN);
-  }
-
- private:
-  // A waiting tool opened the file a few commits ago at most: it runs for milliseconds.
-  static constexpr std::size_t kKeepReplaced = 4;
-  std::lock_guard<std::mutex> writing_{writers().mutex};  // first made, last released
-  std::string path_;
-  std::vector<int> held_;  // kept files locked by this guard
-  LockedFile current_;
-};
-
 }  // namespace
 
 int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out, ParseError* error) {
@@ -333,7 +163,7 @@ int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseErr
 }
 
 int stage(const Dirs& dirs, Command command, const Path& path, std::string_view value) {
-  if (!path.has_section || !valid_value(value) || value.find('\0') != std::string_view::npos) return kErrInval;
+  if (!path.has_section || !valid_value(value)) return kErrInval;
   const bool option_only = command == Command::kListAdd || command == Command::kListDelete;
   if ((option_only && !path.has_option) || (command == Command::kReorder && path.has_option) ||
       command == Command::kAdd)
@@ -343,15 +173,20 @@ int stage(const Dirs& dirs, Command command, const Path& path, std::string_view 
   Package package;
   if (int rc = load_package(dirs, path.package, package); rc != kOk) return rc;
   Change change{command, path.section, path.option, std::string(value), true};
+  const bool clears = command == Command::kSet && value.empty();  // as the library: setting nothing deletes
   if (path.by_index) {
     const Resolved found = resolve(package, Path{path.package, {}, path.type, path.index, true, true, {}, false});
     // As the library: what needs the section to exist finds nothing; what
     // would write into it has nowhere to go.
     const bool finds = command == Command::kDelete || command == Command::kRename || command == Command::kReorder;
-    if (found.section == nullptr) return command == Command::kSet && value.empty() ? kOk : finds ? kErrNotFound : kErrInval;
+    if (found.section == nullptr) return clears ? kOk : finds ? kErrNotFound : kErrInval;
     change.section = found.section->name;
   }
-  if (command == Command::kSet && value.empty()) change = Change{Command::kDelete, change.section, change.option, {}, false};
+  if (clears) {
+    const Path named{path.package, change.section, {}, 0, false, true, change.option, path.has_option};
+    if (resolve(package, named).found != Found::kComplete) return kOk;  // nothing to delete: no change
+    change = Change{Command::kDelete, change.section, change.option, {}, false};
+  }
   if (command == Command::kDelete) change.has_value = !value.empty();
   if (command == Command::kRename) {
     if (!valid_name(value)) return kErrInval;
@@ -359,11 +194,6 @@ int stage(const Dirs& dirs, Command command, const Path& path, std::string_view 
     const bool taken = path.has_option ? section != nullptr && section->option(value) != nullptr
                                        : package.section(value) != nullptr;
     if (taken) return kErrDuplicate;
-  }
-  if (command == Command::kSet && value.empty()) {  // as the library: nothing to delete is no change
-    if (resolve(package, Path{path.package, change.section, {}, 0, false, true, change.option, path.has_option})
-            .found != Found::kComplete)
-      return kOk;
   }
   bool changed = false;
   if (int rc = apply_change(package, change, &changed); rc != kOk) return rc;

@@ -1,0 +1,189 @@
+// The files of the UCI layer and their locks.
+#include "platform/uci_files.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <deque>
+#include <map>
+#include <memory>
+#include <thread>
+
+#include "platform/lifetime.h"
+#include "platform/uci.h"
+
+namespace pemo::uci::files {
+namespace {
+
+// Configuration files are small; anything larger is refused rather than read whole.
+constexpr std::size_t kMaxFileSize = 1 << 20;
+// A writer that finds its package file replaced under it starts again; this
+// many replacements in a row is a writer gone wrong, not a race.
+constexpr int kMaxReopen = 100;
+// How long to wait for another program's commit to rename its new file into place.
+constexpr std::chrono::seconds kRenameWait{1};
+constexpr std::chrono::microseconds kRenamePoll{200};
+// A waiting tool opened the file a few commits ago at most: it runs for milliseconds.
+constexpr std::size_t kKeepReplaced = 4;
+
+bool sync_dir(const std::string& dir) {
+  UniqueFd fd(open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return fd.valid() && fsync(fd.get()) == 0;
+}
+
+// Whether another program's commit has written its new package file beside
+// `path` and not yet renamed it over: the platform's library releases the
+// package lock before that rename, so the file still named is already outdated.
+bool commit_in_flight(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  const std::string dir = slash == std::string::npos ? "." : path.substr(0, slash);
+  const std::string prefix = "." + path.substr(slash + 1) + ".uci-";
+  std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(dir.c_str()), closedir);
+  if (!listing) return false;
+  const auto now = std::chrono::system_clock::now();
+  while (const dirent* entry = readdir(listing.get())) {
+    struct stat st {};
+    if (!std::string_view(entry->d_name).starts_with(prefix) ||
+        fstatat(dirfd(listing.get()), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0)
+      continue;
+    // A new file older than the wait was left by a crash: no rename will come.
+    const auto written = std::chrono::system_clock::time_point(
+        std::chrono::duration_cast<std::chrono::system_clock::duration>(
+            std::chrono::seconds(st.st_mtim.tv_sec) + std::chrono::nanoseconds(st.st_mtim.tv_nsec)));
+    if (now - written < kRenameWait) return true;
+  }
+  return false;
+}
+
+// Opens and locks a package file, again if a commit renamed a new file over it
+// while this one waited, or is about to: the lock must be on the file that holds
+// the latest text, or this writer would build on what another one replaced. A
+// commit's rename follows its unlock within microseconds; one that does not come
+// within a second is not waited for.
+int lock_package(const std::string& path, int flags, bool exclusive, LockedFile& file) {
+  const auto deadline = std::chrono::steady_clock::now() + kRenameWait;
+  for (int replaced = 0; replaced < kMaxReopen;) {
+    if (int rc = file.open(path, flags, kFileMode, exclusive); rc != kOk) return rc;
+    struct stat held {}, named {};
+    if (fstat(file.fd.get(), &held) != 0) return kErrIo;
+    if (stat(path.c_str(), &named) != 0 || held.st_ino != named.st_ino || held.st_dev != named.st_dev) {
+      ++replaced;
+      continue;
+    }
+    if (!commit_in_flight(path) || std::chrono::steady_clock::now() > deadline) return kOk;
+    file = LockedFile{};  // let the other commit finish its rename
+    std::this_thread::sleep_for(kRenamePoll);
+  }
+  return kErrIo;
+}
+
+void rewrite(int fd, std::string_view text) {
+  if (ftruncate(fd, 0) == 0) static_cast<void>(write_all(fd, text));  // best effort: see PackageGuard
+}
+
+// Package files this process replaced, by package path, oldest first.
+struct Writers {
+  std::mutex mutex;  // one PackageGuard of this process at a time
+  std::map<std::string, std::deque<UniqueFd>> replaced;
+};
+Writers& writers() { return process_lifetime<Writers>(); }  // owned here; used only through PackageGuard
+
+}  // namespace
+
+int LockedFile::open(const std::string& path, int flags, mode_t mode, bool exclusive) {
+    fd = UniqueFd(::open(path.c_str(), flags | O_CLOEXEC, mode));
+    if (!fd.valid()) return errno == ENOENT ? kErrNotFound : kErrIo;
+    while (flock(fd.get(), exclusive ? LOCK_EX : LOCK_SH) != 0) {
+      if (errno == EINTR) continue;
+      if (errno == ENOSYS) break;  // a file system without locks, as the library allows
+      return kErrIo;
+    }
+  return kOk;
+}
+
+int read_all(int fd, std::string& out) {
+  out.clear();
+  std::array<char, 4096> chunk;
+  for (;;) {
+    const ssize_t n = read(fd, chunk.data(), chunk.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return kErrIo;
+    if (n == 0) return kOk;
+    if (out.size() + static_cast<std::size_t>(n) > kMaxFileSize) return kErrIo;
+    out.append(chunk.data(), static_cast<std::size_t>(n));
+  }
+}
+
+bool write_all(int fd, std::string_view data) {
+  while (!data.empty()) {
+    const ssize_t n = write(fd, data.data(), data.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    data.remove_prefix(static_cast<std::size_t>(n));
+  }
+  return true;
+}
+
+int read_locked(const std::string& path, std::string& out) {
+  struct stat st {};
+  if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return kErrNotFound;
+  LockedFile file;
+  if (int rc = file.open(path, O_RDONLY, 0, false); rc != kOk) return rc;
+  return read_all(file.fd.get(), out);
+}
+
+
+int replace_file(const std::string& path, std::string_view text, mode_t mode) {
+  std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr), &std::free);
+  const std::string target = real ? real.get() : path;
+  const std::size_t slash = target.rfind('/');
+  const std::string dir = slash == std::string::npos ? "." : target.substr(0, slash);
+  std::string temp = dir + "/." + target.substr(slash + 1) + ".uci-XXXXXX";
+  UniqueFd fd(mkostemp(temp.data(), O_CLOEXEC));
+  if (!fd.valid()) return kErrIo;
+  if (!write_all(fd.get(), text) || fsync(fd.get()) != 0 || fchmod(fd.get(), mode) != 0 ||
+      rename(temp.c_str(), target.c_str()) != 0) {
+    unlink(temp.c_str());
+    return kErrIo;
+  }
+  static_cast<void>(sync_dir(dir));  // the rename is done; a failed directory sync only delays it on disk
+  return kOk;
+}
+
+PackageGuard::PackageGuard() : writing_(writers().mutex) {}
+
+PackageGuard::~PackageGuard() {
+  for (int fd : held_) flock(fd, LOCK_UN);
+}
+
+int PackageGuard::acquire(const std::string& path, int flags, bool exclusive) {
+  path_ = path;
+  for (UniqueFd& fd : writers().replaced[path]) {
+    while (flock(fd.get(), exclusive ? LOCK_EX : LOCK_SH) != 0 && errno == EINTR) {
+    }
+    held_.push_back(fd.get());
+  }
+  return lock_package(path, flags, exclusive, current_);
+}
+
+void PackageGuard::replaced(std::string_view text) {
+  auto& kept = writers().replaced[path_];
+  for (UniqueFd& fd : kept) rewrite(fd.get(), text);
+  rewrite(current_.fd.get(), text);
+  held_.push_back(current_.fd.get());
+  kept.push_back(std::move(current_.fd));
+  if (kept.size() > kKeepReplaced) {
+    std::erase(held_, kept.front().get());
+    kept.pop_front();  // closing it releases its lock
+  }
+}
+
+}  // namespace pemo::uci::files

@@ -1,0 +1,64 @@
+// The files of the UCI layer and their locks, for uci.cpp: reads and writes
+// that take the platform library's locks, and the guard a writer holds.
+#pragma once
+
+#include <sys/types.h>
+
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/fd.h"
+
+namespace pemo::uci::files {
+
+// The library's mode for a file it creates when no package file tells another.
+inline constexpr mode_t kFileMode = 0600;
+
+// An open file holding a flock; closing it releases the lock.
+struct LockedFile {
+  UniqueFd fd;
+  // kOk, kErrNotFound or kErrIo.
+  int open(const std::string& path, int flags, mode_t mode, bool exclusive);
+};
+
+// Reads a whole file of at most 1 MiB: kOk or kErrIo.
+int read_all(int fd, std::string& out);
+bool write_all(int fd, std::string_view data);
+// Reads a file under a shared lock. kErrNotFound when it is missing or no regular file.
+int read_locked(const std::string& path, std::string& out);
+// Writes `text` beside `path` and renames it over: a reader sees the old file or
+// the new one, never a part of either; a failed write leaves the old file alone.
+// A symbolic link is followed, so the file it names is replaced, not the link.
+int replace_file(const std::string& path, std::string_view text, mode_t mode);
+
+// Held while a change is staged (the package file shared) or committed
+// (exclusive). The platform's tool opens a package file and then waits for its
+// lock; when the file was replaced meanwhile, it goes on with the replaced one,
+// unaware. So this process keeps the files its commits replaced open for a
+// while, writes each new text into them too, and takes their locks before the
+// current file's: a tool that waits on a replaced file builds on the newest
+// text, and no write of ours runs beside it. (A record appended while the tool's
+// commit runs would be emptied unread by it; a commit beside it would be
+// overwritten.) One guard of this process at a time.
+class PackageGuard {
+ public:
+  PackageGuard();
+  ~PackageGuard();
+  PackageGuard(const PackageGuard&) = delete;
+  PackageGuard& operator=(const PackageGuard&) = delete;
+  // Locks the replaced files of `path`, then opens and locks `path` itself.
+  int acquire(const std::string& path, int flags, bool exclusive);
+  int fd() const { return current_.fd.get(); }
+  // The current file was replaced by `text`: it and every kept file get the text.
+  void replaced(std::string_view text);
+
+ private:
+  std::unique_lock<std::mutex> writing_;  // first made, last released
+  std::string path_;
+  std::vector<int> held_;  // kept files locked by this guard
+  LockedFile current_;
+};
+
+}  // namespace pemo::uci::files
