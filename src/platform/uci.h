@@ -105,6 +105,9 @@ struct Change {
 // change that cannot apply (a missing section, an invalid type); `changed` tells
 // whether the package differs afterwards, which is when a change is recorded.
 int apply_change(Package& package, const Change& change, bool* changed = nullptr);
+// The same for a caller that knows where the change's section is: the index of
+// the first section of that name, or the number of sections when there is none.
+int apply_change_at(Package& package, std::size_t index, const Change& change, bool* changed = nullptr);
 // The record of a change in a save directory, with its line feed.
 std::string format_change(std::string_view package, const Change& change);
 // How `uci changes` shows a change: "=", "+=" for a list add, "-=" for a list

@@ -142,11 +142,16 @@ int reorder(Package& package, SectionIt section, const Change& change, bool& cha
 }  // namespace
 
 int apply_change(Package& package, const Change& change, bool* changed) {
+  auto found = std::find_if(package.sections.begin(), package.sections.end(),
+                            [&](const Section& s) { return s.name == change.section; });
+  return apply_change_at(package, static_cast<std::size_t>(found - package.sections.begin()), change, changed);
+}
+
+int apply_change_at(Package& package, std::size_t index, const Change& change, bool* changed) {
   bool ignored = false;
   bool& did = changed != nullptr ? *changed : ignored;
   did = false;
-  auto section = std::find_if(package.sections.begin(), package.sections.end(),
-                              [&](const Section& s) { return s.name == change.section; });
+  const auto section = package.sections.begin() + static_cast<std::ptrdiff_t>(std::min(index, package.sections.size()));
   const bool has_section = section != package.sections.end();
   Option* option = has_section ? section->option(change.option) : nullptr;
   switch (change.command) {

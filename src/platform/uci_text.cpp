@@ -1,5 +1,6 @@
 // Package text: its words, its statements, and the export form written back.
 #include <algorithm>
+#include <unordered_map>
 
 #include "platform/uci.h"
 
@@ -245,7 +246,8 @@ class Parser {
   void start(const std::string& name) {
     packages_.push_back(Package{name, {}, 0});
     current_ = packages_.size() - 1;
-    section_.clear();
+    section_ = kNone;
+    indexed_ = nullptr;
   }
 
   Package* package() {
@@ -254,11 +256,26 @@ class Parser {
     return current_ == kNone ? nullptr : &packages_[current_];
   }
 
-  const char* record(Package& package, const Change& change) {
+  // Applies a change to the section at `index` (the package's size: none yet).
+  const char* record(Package& package, std::size_t index, const Change& change) {
     bool changed = false;
-    if (apply_change(package, change, &changed) != kOk) return "invalid statement";
+    if (apply_change_at(package, index, change, &changed) != kOk) return "invalid statement";
     if (changes_ != nullptr && changed) changes_->push_back(change);
     return nullptr;
+  }
+
+  // Where the first section of a name is, kept as sections are added (a parse
+  // adds sections and never removes one), so a long package parses in linear time.
+  std::size_t find(const Package& package, const std::string& name) {
+    if (indexed_ != &package) {  // another package, or this one moved
+      indexed_ = &package;
+      first_.clear();
+      indexed_count_ = 0;
+    }
+    for (; indexed_count_ < package.sections.size(); ++indexed_count_)
+      first_.emplace(package.sections[indexed_count_].name, indexed_count_);
+    auto it = first_.find(name);
+    return it == first_.end() ? package.sections.size() : it->second;
   }
 
   const char* config(const std::vector<std::string>& w) {
@@ -272,21 +289,26 @@ class Parser {
     if (change.section.empty()) {
       change.command = Command::kAdd;
       change.section = anonymous_name(*target, w[1]);
-    } else if (const Section* old = target->section(change.section); old != nullptr && old->type != w[1] && strict_) {
-      return "section of different type overwrites prior section with same name";
     }
-    section_ = change.section;
-    return record(*target, change);
+    std::size_t index = find(*target, change.section);
+    if (change.command == Command::kSet && index < target->sections.size() &&
+        target->sections[index].type != w[1] && strict_)
+      return "section of different type overwrites prior section with same name";
+    if (const char* problem = record(*target, index, change); problem != nullptr) return problem;
+    section_ = find(*target, change.section);
+    return nullptr;
   }
 
   const char* option(const std::vector<std::string>& w, bool list) {
     Package* target = package();
-    if (target == nullptr || section_.empty()) return "option/list command found before the first section";
+    if (target == nullptr || section_ >= target->sections.size())
+      return "option/list command found before the first section";
     if (w.size() < 2) return "option without name";
     if (!valid_name(w[1])) return "invalid character in name field";
     if (w.size() > 3 && strict_) return "too many arguments";
     const std::string value = w.size() > 2 ? w[2] : std::string();
-    return record(*target, Change{list ? Command::kListAdd : Command::kSet, section_, w[1], value, true});
+    const std::string& name = target->sections[section_].name;
+    return record(*target, section_, Change{list ? Command::kListAdd : Command::kSet, name, w[1], value, true});
   }
 
   std::vector<Package>& packages_;
@@ -297,7 +319,10 @@ class Parser {
   std::size_t current_ = kNone;  // index: packages are appended while parsing
   Package* merge_ = nullptr;
   std::vector<Change>* changes_ = nullptr;
-  std::string section_;  // the section that options go to
+  std::size_t section_ = kNone;  // the index of the section that options go to
+  const Package* indexed_ = nullptr;
+  std::size_t indexed_count_ = 0;
+  std::unordered_map<std::string, std::size_t> first_;
 };
 
 }  // namespace
