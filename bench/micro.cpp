@@ -9,6 +9,7 @@
 #include "platform/log.h"
 #include "platform/json.h"
 #include "request/parser.h"
+#include "sandboxed_main.h"
 #include "support/sandbox.h"
 #include "workloads.h"
 
@@ -56,16 +57,4 @@ BENCHMARK(BM_ParseAndWalkWifiRead);
 }  // namespace
 }  // namespace pemo
 
-int main(int argc, char** argv) {
-  std::string why;
-  if (!pemo::test::enter_sandbox(why)) {
-    std::fprintf(stderr, "benchmarks need private namespaces: %s\n", why.c_str());
-    return 1;
-  }
-  pemo::test::seed_gateway_config();
-  pemo::log_level = 3;  // as the load benchmark runs the agent: errors only
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
+int main(int argc, char** argv) { return pemo::bench::run_sandboxed(argc, argv); }

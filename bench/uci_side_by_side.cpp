@@ -10,6 +10,7 @@
 
 #include "platform/cfg.h"
 #include "platform/log.h"
+#include "sandboxed_main.h"
 #include "support/sandbox.h"
 
 namespace pemo {
@@ -57,16 +58,4 @@ BENCHMARK(BM_LibuciFreshContext);
 }  // namespace
 }  // namespace pemo
 
-int main(int argc, char** argv) {
-  std::string why;
-  if (!pemo::test::enter_sandbox(why)) {
-    std::fprintf(stderr, "benchmarks need private namespaces: %s\n", why.c_str());
-    return 1;
-  }
-  pemo::test::seed_gateway_config();
-  pemo::log_level = 3;
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
+int main(int argc, char** argv) { return pemo::bench::run_sandboxed(argc, argv); }
