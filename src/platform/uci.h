@@ -126,9 +126,9 @@ std::string anonymous_name(const Package& package, std::string_view type);
 int parse_package(std::string_view text, std::string_view name, Package& out, ParseError& error);
 // Import: "package" lines start a new package; statements before the first one
 // belong to `name` (empty: none may come first). Not strict: a bad statement is
-// skipped and counted in `skipped`.
+// skipped.
 int parse_import(std::string_view text, std::string_view name, std::vector<Package>& out,
-                 ParseError& error, bool strict, int* skipped = nullptr);
+                 ParseError& error, bool strict);
 // Merge import: the statements become changes to an existing package, applied
 // to it and returned for staging.
 int parse_merge(std::string_view text, Package& into, std::vector<Change>& changes, ParseError& error,

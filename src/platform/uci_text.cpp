@@ -200,7 +200,7 @@ class Parser {
   }
 
   // kOk or kErrParse; a bad statement outside strict mode is skipped.
-  int run(std::string_view text, std::string_view name, ParseError& error, int* skipped) {
+  int run(std::string_view text, std::string_view name, ParseError& error) {
     name_ = name;
     Words words(text);
     std::vector<std::string> statement;
@@ -209,8 +209,7 @@ class Parser {
       const char* problem = nullptr;
       if (!words.next(statement, error)) {
         if (strict_) return kErrParse;
-        if (skipped != nullptr) ++*skipped;
-        return kOk;  // the rest of the text is inside the open quote
+        continue;  // a NUL byte cost its line; an open quote took the rest of the text
       }
       if (!statement.empty()) problem = take(statement);
       if (problem == nullptr) continue;
@@ -219,7 +218,6 @@ class Parser {
         error.message = problem;
         return kErrParse;
       }
-      if (skipped != nullptr) ++*skipped;
     }
     return kOk;
   }
@@ -330,16 +328,16 @@ class Parser {
 int parse_package(std::string_view text, std::string_view name, Package& out, ParseError& error) {
   std::vector<Package> packages;
   Parser parser(packages, true, true);
-  if (int rc = parser.run(text, name, error, nullptr); rc != kOk) return rc;
+  if (int rc = parser.run(text, name, error); rc != kOk) return rc;
   out = packages.empty() ? Package{std::string(name), {}, 0} : std::move(packages.front());
   return kOk;
 }
 
 int parse_import(std::string_view text, std::string_view name, std::vector<Package>& out, ParseError& error,
-                 bool strict, int* skipped) {
+                 bool strict) {
   out.clear();
   Parser parser(out, strict, false);
-  return parser.run(text, name, error, skipped);
+  return parser.run(text, name, error);
 }
 
 int parse_merge(std::string_view text, Package& into, std::vector<Change>& changes, ParseError& error,
@@ -347,7 +345,7 @@ int parse_merge(std::string_view text, Package& into, std::vector<Change>& chang
   std::vector<Package> none;
   Parser parser(none, strict, true);
   parser.merge_into(&into, &changes);
-  return parser.run(text, into.name, error, nullptr);
+  return parser.run(text, into.name, error);
 }
 
 std::string quote_value(std::string_view value) { return "'" + escape(value) + "'"; }
