@@ -353,7 +353,10 @@ std::string quote_value(std::string_view value) { return "'" + escape(value) + "
 std::string format_package(const Package& package, bool name_anonymous) {
   std::string text;
   for (const Section& section : package.sections) {
-    text += "\nconfig " + escape(section.type);
+    // A type is written bare, as the library writes it, unless it holds a
+    // character that would make it read back as something else.
+    const bool plain = section.type.find_first_of("'\"\\#;") == std::string::npos;
+    text += "\nconfig " + (plain ? section.type : quote_value(section.type));
     if (!section.anonymous || name_anonymous) text += " " + quote_value(section.name);
     text += '\n';
     for (const Option& option : section.options) {

@@ -79,7 +79,9 @@ TEST(UciParse, FormattedTextReadsBackTheSame) {
   const std::string hostile = "a'b\"c $(x) `y`;\nz\\";
   Package p = parse_ok("config t s\n\toption v x\n\tlist l 1\n\tlist l 2\nconfig t\n");
   p.sections[0].options[0].values = {hostile};
+  p.sections[1].type = "t'#x";  // a type may hold any printable character
   Package again = parse_ok(format_package(p));
+  EXPECT_EQ(again.sections[1].type, "t'#x");
   EXPECT_EQ(value_of(again, "p.s.v"), hostile);
   EXPECT_EQ(value_of(again, "p.s.l"), "1 2");
   EXPECT_TRUE(again.sections[1].anonymous);
