@@ -13,6 +13,9 @@
 #include <chrono>
 #include <cstdlib>
 #include <deque>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 #include <map>
 #include <memory>
 #include <thread>
@@ -31,8 +34,10 @@ constexpr int kMaxReopen = 100;
 // How long to wait for another program's commit to rename its new file into place.
 constexpr std::chrono::seconds kRenameWait{1};
 constexpr std::chrono::microseconds kRenamePoll{200};
-// A waiting tool opened the file a few commits ago at most: it runs for milliseconds.
+// Replaced files kept at least, and at most: a tool still waiting on one beyond
+// the first is kept too, up to the second.
 constexpr std::size_t kKeepReplaced = 4;
+constexpr std::size_t kKeepReplacedMax = 64;
 
 bool sync_dir(const std::string& dir) {
   UniqueFd fd(open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -87,6 +92,26 @@ int lock_package(const std::string& path, int flags, bool exclusive, LockedFile&
 
 void rewrite(int fd, std::string_view text) {
   if (ftruncate(fd, 0) == 0) static_cast<void>(write_all(fd, text));  // best effort: see PackageGuard
+}
+
+// Whether another process holds or waits for a flock on the file (/proc/locks
+// lists both, the waiters marked "->"): such a process may still read it.
+bool locked_by_others(int fd) {
+  struct stat st {};
+  if (fstat(fd, &st) != 0) return false;
+  std::ifstream locks("/proc/locks");
+  const std::string inode = ":" + std::to_string(st.st_ino);
+  const std::string self = std::to_string(getpid());
+  for (std::string line; std::getline(locks, line);) {
+    std::istringstream fields(line);
+    std::vector<std::string> f{std::istream_iterator<std::string>(fields), {}};
+    auto kind = std::find(f.begin(), f.end(), "FLOCK");
+    if (kind == f.end() || f.end() - kind < 5) continue;  // FLOCK ADVISORY MODE PID DEV:INODE
+    const std::string& pid = kind[3];
+    const std::string& where = kind[4];
+    if (pid != self && where.size() > inode.size() && where.ends_with(inode)) return true;
+  }
+  return false;
 }
 
 // Package files this process replaced, by package path, oldest first.
@@ -180,7 +205,7 @@ void PackageGuard::replaced(std::string_view text) {
   rewrite(current_.fd.get(), text);
   held_.push_back(current_.fd.get());
   kept.push_back(std::move(current_.fd));
-  if (kept.size() > kKeepReplaced) {
+  while (kept.size() > kKeepReplaced && (kept.size() > kKeepReplacedMax || !locked_by_others(kept.front().get()))) {
     std::erase(held_, kept.front().get());
     kept.pop_front();  // closing it releases its lock
   }
