@@ -49,11 +49,21 @@ std::vector<std::string> change_files(const Dirs& dirs, std::string_view package
 
 using ChangeTexts = std::vector<std::optional<std::string>>;  // none: no such file
 
-int read_changes(const Dirs& dirs, std::string_view package, ChangeTexts& texts) {
+// Reads the change files, each under a shared lock; with `keep_saved`, the save
+// directory's one is read under an exclusive lock that the caller keeps.
+int read_changes(const Dirs& dirs, std::string_view package, ChangeTexts& texts,
+                 LockedFile* keep_saved = nullptr) {
   texts.clear();
+  const std::string saved = change_path(dirs.save, package);
   for (const std::string& file : change_files(dirs, package)) {
     std::string text;
-    const int rc = read_locked(file, text);
+    int rc = kOk;
+    if (keep_saved != nullptr && file == saved) {
+      rc = keep_saved->open(file, O_RDWR, 0, true);
+      if (rc == kOk) rc = read_all(keep_saved->fd.get(), text);
+    } else {
+      rc = read_locked(file, text);
+    }
     if (rc != kOk && rc != kErrNotFound) return rc;
     texts.push_back(rc == kOk ? std::optional(std::move(text)) : std::nullopt);
   }
@@ -238,19 +248,7 @@ int commit(const Dirs& dirs, std::string_view name) {
   // record appended meanwhile is emptied with the committed ones.
   LockedFile saved;
   ChangeTexts texts;
-  for (const std::string& file : change_files(dirs, name)) {
-    const bool own = file == change_path(dirs.save, name);
-    std::string text;
-    int rc = kOk;
-    if (own) {
-      rc = saved.open(file, O_RDWR, 0, true);
-      if (rc == kOk) rc = read_all(saved.fd.get(), text);
-    } else {
-      rc = read_locked(file, text);
-    }
-    if (rc != kOk && rc != kErrNotFound) return rc;
-    texts.push_back(rc == kOk ? std::optional(std::move(text)) : std::nullopt);
-  }
+  if (int rc = read_changes(dirs, name, texts, &saved); rc != kOk) return rc;
   Loaded loaded;
   ParseError error;
   if (int rc = build(name, config_text, texts, loaded, error); rc != kOk) return rc;
