@@ -191,25 +191,6 @@ TEST_F(SetFlags, WanObjectIsFlaggedInAnyRequest) {
 }
 
 
-// Each node sits in exactly one ring of siblings, which leads back to its parent.
-TEST(ParamTree, RingsGoAroundOnceAndLeadBackToTheParent) {
-  const ParamTree& tree = param_tree();
-  std::size_t linked = 0;
-  for (int k = 0; k <= static_cast<int>(kNodeCount); ++k) {
-    if (!tree.has_children(k)) continue;
-    const int first = tree.first_child(k);
-    int child = first;
-    do {
-      ++linked;
-      EXPECT_EQ(tree.node(child).parent, tree.node(k).index);
-      EXPECT_EQ(tree.prev_sibling(tree.next_sibling(child)), child);
-      EXPECT_EQ(tree.up(child), child == first ? k : child);
-      child = tree.next_sibling(child);
-    } while (child != first);
-  }
-  EXPECT_EQ(linked, kNodeCount);
-}
-
 // A member whose JSON type is not its node's matches nothing (numbers beyond 64
 // bits arrive as integers, 1e999 as a double): at every node, in a get and in a set, it comes back as sent and makes the walk do nothing more than
 // the same walk without it.
