@@ -3,6 +3,8 @@
 // an edit to the catalogue cannot silently move a handler's node.
 #pragma once
 
+#include <array>
+
 namespace pemo::node {
 
 // Device
@@ -66,5 +68,11 @@ inline constexpr int kWan = 282;                  // Tovi123.Wan
 inline constexpr int kWanStatic = 284;            // Tovi123.Wan.Static
 inline constexpr int kWanPppoe = 289;             // Tovi123.Wan.PPPoE
 inline constexpr int kWanPptp = 293;              // Tovi123.Wan.PPTP
+
+// Commands: a get of one is an error by design, so reads of a whole object leave
+// them out.
+inline constexpr std::array kWriteOnly = {kHostAddPcpRule,    kBlockMac,          kUnblockMac,
+                                          kExtenderRebootMac, kExtenderWifiOnMac, kExtenderWifiOffMac,
+                                          kExtenderFirstbootMac};
 
 }  // namespace pemo::node

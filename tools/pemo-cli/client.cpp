@@ -1,12 +1,15 @@
 #include "client.h"
 
 #include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
 #include <netdb.h>
 #include <poll.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -86,6 +89,25 @@ bool discover(const std::string& address, std::uint16_t port, std::chrono::milli
                                                   static_cast<std::size_t>(answer.header.length)));
     answers.push_back(std::move(answer));
   }
+}
+
+bool local_broadcasts(std::vector<std::string>& addresses, std::string& error) {
+  ifaddrs* list = nullptr;
+  if (getifaddrs(&list) != 0) {
+    error = error_text(errno);
+    return false;
+  }
+  std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owned(list, freeifaddrs);
+  for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
+    const unsigned wanted = IFF_UP | IFF_BROADCAST;
+    if ((entry->ifa_flags & wanted) != wanted || entry->ifa_broadaddr == nullptr ||
+        entry->ifa_broadaddr->sa_family != AF_INET)
+      continue;
+    char text[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(entry->ifa_broadaddr)->sin_addr, text, sizeof text);
+    if (std::find(addresses.begin(), addresses.end(), text) == addresses.end()) addresses.emplace_back(text);
+  }
+  return true;
 }
 
 std::string crypt(std::string_view text, std::string_view password) {

@@ -41,8 +41,13 @@ struct DiscoveryAnswer {
 bool discover(const std::string& address, std::uint16_t port, std::chrono::milliseconds wait,
               std::string_view payload, std::vector<DiscoveryAnswer>& answers, std::string& error);
 
+// The broadcast address of every local IPv4 interface that is up and has one
+// (loopback has none). False with `error` when the interfaces cannot be listed.
+bool local_broadcasts(std::vector<std::string>& addresses, std::string& error);
+
 class Session {
  public:
+  Session() = default;  // not connected
   // Connects to host:port. On failure returns an invalid session and sets `error`.
   static Session connect(const std::string& host, std::uint16_t port,
                          std::chrono::milliseconds timeout, std::string& error);
