@@ -30,8 +30,8 @@ class Document {
  public:
   Document() : root_(json_object_new_object()) {}
   void add(const ParamTree& tree, int position, const std::string& value) {
-    test::add_member(root_.get(), tree, position,
-                     json_object_new_string_len(value.data(), static_cast<int>(value.size())));
+    cli::add_member(root_.get(), cli::member_path(tree, position),
+                    json_object_new_string_len(value.data(), static_cast<int>(value.size())));
   }
   std::string text() const { return json_object_to_json_string_ext(root_.get(), JSON_C_TO_STRING_PLAIN); }
 
@@ -49,7 +49,7 @@ class Hostile : public testing::Test {
     const ParamTree& tree = param_tree();
     for (int position = 0; position < static_cast<int>(kNodeCount); ++position) {
       if (tree.node(position).type != kString) continue;
-      const std::vector<std::string> names = test::member_path(tree, position);
+      const std::vector<std::string> names = cli::member_path(tree, position);
       // A new password would key every later session; its own test covers it.
       if (names.back() == "ConfigPassword") continue;
       (names[1] == "WiFi" ? wifi_leaves_ : other_leaves_).push_back(position);

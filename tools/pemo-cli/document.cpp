@@ -211,43 +211,54 @@ JsonPtr every_leaf_below(const ParamTree& tree, int position) {
   return object;
 }
 
-bool add_get(json_object* root, std::string_view path, std::string& error) {
+namespace {
+
+// The JSON value of `text` for the leaf at `position`: an integer leaf takes an integer.
+json_object* typed_value(int position, std::string_view path, std::string_view text, std::string& error) {
+  if (param_tree().node(position).type != kInt)
+    return json_object_new_string_len(text.data(), static_cast<int>(text.size()));
+  int number = 0;
+  const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (text.empty() || problem != std::errc() || end != text.data() + text.size()) {
+    error = std::string(path) + " takes an integer, not '" + std::string(text) + "'";
+    return nullptr;
+  }
+  return json_object_new_int(number);
+}
+
+// Adds PATH or PATH=VALUE; a leaf without a value reads as 0 or "".
+bool add_path(json_object* root, std::string_view word, bool value_required, std::string& error) {
+  const std::size_t equals = word.find('=');
+  if (value_required && equals == std::string_view::npos) {
+    error = "a set takes PATH=VALUE: " + std::string(word);
+    return false;
+  }
+  const std::string_view path = word.substr(0, equals);
   Resolved resolved;
   if (!resolve(path, resolved, error)) return false;
   const ParamTree& tree = param_tree();
-  add_member(root, resolved.members,
-             resolved.subtree ? every_leaf_below(tree, resolved.position).release()
-                              : leaf_value(tree.node(resolved.position).type));
-  return true;
-}
-
-bool add_set(json_object* root, std::string_view assignment, std::string& error) {
-  const std::size_t equals = assignment.find('=');
-  if (equals == std::string_view::npos) {
-    error = "a set takes PATH=VALUE: " + std::string(assignment);
-    return false;
-  }
-  Resolved resolved;
-  if (!resolve(assignment.substr(0, equals), resolved, error)) return false;
-  if (resolved.subtree) {
-    error = "a set names one leaf: " + std::string(assignment.substr(0, equals));
-    return false;
-  }
-  const std::string_view text = assignment.substr(equals + 1);
   json_object* value = nullptr;
-  if (param_tree().node(resolved.position).type == kInt) {
-    int number = 0;
-    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (text.empty() || problem != std::errc() || end != text.data() + text.size()) {
-      error = std::string(assignment.substr(0, equals)) + " takes an integer, not '" + std::string(text) + "'";
-      return false;
-    }
-    value = json_object_new_int(number);
-  } else {
-    value = json_object_new_string_len(text.data(), static_cast<int>(text.size()));
+  if (equals == std::string_view::npos) {
+    value = resolved.subtree ? every_leaf_below(tree, resolved.position).release()
+                             : leaf_value(tree.node(resolved.position).type);
+  } else if (resolved.subtree) {
+    error = "a value belongs to one leaf: " + std::string(path);
+    return false;
+  } else if ((value = typed_value(resolved.position, path, word.substr(equals + 1), error)) == nullptr) {
+    return false;
   }
   add_member(root, resolved.members, value);
   return true;
+}
+
+}  // namespace
+
+bool add_get(json_object* root, std::string_view path, std::string& error) {
+  return add_path(root, path, false, error);
+}
+
+bool add_set(json_object* root, std::string_view assignment, std::string& error) {
+  return add_path(root, assignment, true, error);
 }
 
 void add_band(json_object* root, std::string_view band) {

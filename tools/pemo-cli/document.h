@@ -27,7 +27,9 @@ void add_member(json_object* root, const std::vector<std::string>& names, json_o
 JsonPtr every_leaf_below(const ParamTree& tree, int position);
 
 // Adds a get of `path` ("Device.WiFi.SSID.1.SSID", or "Device.WiFi." for every
-// leaf below) to `root`. False with `error` for a path the tree does not know.
+// leaf below) to `root`; "PATH=VALUE" sends that value in the get (some members
+// are inputs: CheckFreqBand, a traceroute's Host). False with `error` for a path
+// the tree does not know.
 bool add_get(json_object* root, std::string_view path, std::string& error);
 // Adds a set of `assignment` ("Device.WiFi.SSID.1.SSID=Home"); the value is
 // typed by the tree: an integer leaf takes a JSON integer.

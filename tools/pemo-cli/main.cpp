@@ -61,7 +61,8 @@ void usage(FILE* out) {
       "\n"
       "Commands:\n"
       "  get PATH...          read values: Device.WiFi.SSID.1.SSID, or Device.WiFi. for every\n"
-      "                       leaf below (instance tables as their first instance)\n"
+      "                       leaf below (instance tables as their first instance);\n"
+      "                       PATH=VALUE sends that value (Device.WiFi.SSID.1.CheckFreqBand=5G)\n"
       "  set PATH=VALUE...    change values, in the order given, in one request\n"
       "  get DOC | set DOC    send a request document (inline JSON, @FILE, or - for stdin)\n"
       "  query [DOC]          system query (default: the application's feature request)\n"
@@ -297,12 +298,13 @@ int run_batch(std::span<const std::string> words, const Options& options) {
   for (std::string line; std::getline(lines, line);) {
     ++number;
     if (!line.empty() && line.back() == '\r') line.pop_back();
+    const std::size_t first = line.find_first_not_of(" \t");
+    if (first == std::string::npos || line[first] == '#') continue;
     std::vector<std::string> parts;
     if (!split_words(line, parts, error)) {
       worst = std::max(worst, complain(kLocalError, "line " + std::to_string(number) + ": " + error));
       continue;
     }
-    if (parts.empty() || parts[0][0] == '#') continue;
     const int rc = send_one(connection, parts[0], std::span(parts).subspan(1), options);
     if (rc != kServed) std::fprintf(stderr, "pemo-cli: line %d: exit %d\n", number, rc);
     worst = std::max(worst, rc);
