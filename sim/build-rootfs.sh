@@ -49,6 +49,7 @@ cp "$fastsleep" sim/fastsleep.so
 
 # The platform tools, all served by one stand-in.
 cp "$sim/standin.sh" sim/standin
+cp "$sim/knobs.tsv" sim/knobs.tsv
 cp "$sim/init.sh" sim/init
 chmod 755 sim/standin sim/init
 for tool in /usr/sbin/sys /bin/ping /usr/bin/traceroute /sbin/route /sbin/ifconfig \

@@ -22,8 +22,10 @@ record() {
 	printf '%s\n' "$line" >>"$SIM/calls.log"
 }
 
+# A knob's value: its file under /sim/knobs, else its default in /sim/knobs.tsv.
 knob() {
-	if [ -f "$SIM/knobs/$1" ]; then head -n 1 "$SIM/knobs/$1"; else echo "$2"; fi
+	if [ -f "$SIM/knobs/$1" ]; then head -n 1 "$SIM/knobs/$1"
+	else awk -F '\t' -v name="$1" '$1 == name { print $2 }' "$SIM/knobs.tsv"; fi
 }
 
 refuse() {
@@ -41,15 +43,15 @@ sys)
 		printf 'LD Version: %s\nModel Name: HG-2400\nSerial Number: HG24A0001234\n' \
 			"$(cat /tmp/firmware_version 2>/dev/null || echo 1.0.12)" ;;
 	"portspeed 4")
-		if [ "$(knob wan_link up)" = down ]; then echo "Port 4: off-link"
-		else echo "Port 4: $(knob wan_speed 1000)M"; fi ;;
+		if [ "$(knob wan_link)" = down ]; then echo "Port 4: off-link"
+		else echo "Port 4: $(knob wan_speed)M"; fi ;;
 	*) refuse "$@" ;;
 	esac ;;
 
 ping)
 	[ $# -eq 3 ] && [ "$1" = -c ] || refuse "$@"
 	count=$2 host=$3 received=$2
-	[ "$(knob ping reply)" = reply ] || received=0
+	[ "$(knob ping)" = reply ] || received=0
 	echo "PING $host ($host): 56 data bytes"
 	n=0
 	while [ $n -lt "$received" ]; do
@@ -82,7 +84,7 @@ TABLE
 ifconfig)
 	[ $# -eq 1 ] || refuse "$@"
 	echo "$1      Link encap:Ethernet  HWaddr 02:10:18:AA:BB:01"
-	address=$(knob wan_ip 100.64.12.34)
+	address=$(knob wan_ip)
 	[ -n "$address" ] && [ "$address" != none ] &&
 		echo "          inet addr:$address  Bcast:100.64.63.255  Mask:255.255.192.0"
 	echo "          UP BROADCAST RUNNING MULTICAST  MTU:1500  Metric:1" ;;
@@ -92,7 +94,7 @@ hv1905App)
 	2:2 | 3:5 | 4:4 | 7:3 | 9:5 | 10:2 | 15:5 | 16:2) ;;
 	*) refuse "$@" ;;
 	esac
-	case $(knob hv1905 ok) in
+	case $(knob hv1905) in
 	ok) echo 00 >/tmp/1905ReturnValue ;;
 	fail) echo 01 >/tmp/1905ReturnValue ;;
 	silent) ;; # never answers
@@ -101,7 +103,7 @@ hv1905App)
 halvo_WPS_ctrl)
 	case $1 in WPS24G_GUI | WPS5G_GUI | WPS_HW) ;; *) refuse "$@" ;; esac
 	[ $# -eq 1 ] || refuse "$@"
-	case $(knob wps success) in
+	case $(knob wps) in
 	success) touch /tmp/wps_success ;;
 	overlap) touch /tmp/pbc_overlap ;;
 	timeout) touch /tmp/wps_timeout ;;
@@ -113,7 +115,7 @@ SpeedTest)
 		"-c 10 -f /tmp/SpeedTestURL -p 80 -s down -u /speedtest/random3500x3500.jpg") ;;
 	*) refuse "$@" ;;
 	esac
-	knob speedtest "93.5,11.25,1" >/tmp/SpeedTestInfo ;;
+	knob speedtest >/tmp/SpeedTestInfo ;;
 
 hvhttpd)
 	[ $# -eq 4 ] && [ "$1" = -p ] && [ "$3" = -P ] || refuse "$@"
@@ -122,8 +124,8 @@ hvhttpd)
 
 get_online_info)
 	[ $# -eq 0 ] || refuse "$@"
-	latest=$(knob fw_latest 1.0.13)
-	if [ "$(knob fw_online yes)" = yes ]; then
+	latest=$(knob fw_latest)
+	if [ "$(knob fw_online)" = yes ]; then
 		echo success >/tmp/get_online_info
 		printf 'FW version: %s\nRelease date: 2026-11-01\n' "$latest" >/tmp/hvfw_info
 		printf 'model: HG-2400\nhttp://fw.isp.example/HG-2400-%s.bin\n' "$latest" >/tmp/fw_online_info
@@ -133,7 +135,7 @@ get_online_info)
 
 get_online_fw)
 	[ $# -eq 1 ] || refuse "$@"
-	case $(knob fw_download success) in
+	case $(knob fw_download) in
 	success) echo image >/tmp/rootfs && echo success >/tmp/get_online_fw ;;
 	fail) echo fail >/tmp/get_online_fw ;;
 	hang) ;; # the download never finishes
@@ -141,7 +143,7 @@ get_online_fw)
 
 fw_upgrade)
 	[ "$1" = fw_check ] && [ $# -le 2 ] || refuse "$@"
-	if [ "$(knob fw_image good)" = good ]; then echo "Image check OK"
+	if [ "$(knob fw_image)" = good ]; then echo "Image check OK"
 	else echo "Wrong image: signature mismatch"; fi ;;
 
 do_fw_upgrade.sh | halvo_led_ctrl | reboot | romreset) ;; # recorded only: the gateway would restart
@@ -165,7 +167,7 @@ removeGuestWifiBonus.sh)
 
 uci_apply)
 	[ $# -eq 1 ] || refuse "$@"
-	[ "$(knob uci_apply ok)" = ok ] || exit 1 ;;
+	[ "$(knob uci_apply)" = ok ] || exit 1 ;;
 
 wifi_setting_flag.sh)
 	touch /etc/pemo-agent/wifi_setting_flag ;;
