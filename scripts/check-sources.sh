@@ -27,4 +27,14 @@ if stale=$(perl -ne '
   status=1
 fi
 
+# The README's table of the simulated gateway's knobs is the one in sim/knobs.tsv.
+if stale=$(grep -v '^#' sim/knobs.tsv | while IFS=$'\t' read -r name default meaning; do
+	grep -qxF "| \`$name\` | \`$default\` | $meaning |" README.md || echo "$name"
+done; grep -oE '^\| `[a-z0-9_]+` \| `' README.md | cut -d'`' -f2 | while read -r name; do
+	grep -q "^$name	" sim/knobs.tsv || echo "$name (only in the README)"
+done) && [ -n "$stale" ]; then
+  printf 'the README'"'"'s knob table differs from sim/knobs.tsv for:\n%s\n' "$stale" >&2
+  status=1
+fi
+
 exit $status

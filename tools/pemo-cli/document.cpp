@@ -319,13 +319,8 @@ std::string format_reply(json_object* document, Layout layout) {
   return out;
 }
 
-std::string_view status_meaning(int status) {
-  struct Meaning {
-    int status;
-    std::string_view text;
-  };
-  // Codes the agent gives several meanings share one line here.
-  static constexpr Meaning kMeanings[] = {
+std::span<const StatusMeaning> status_meanings() {
+  static constexpr StatusMeaning kMeanings[] = {
       {0, "done: the request carries no reply document (a WAN change applies a second later)"},
       {kStatusNoHandler, "failed: a probe database statement failed, or no handler serves the request type"},
       {kStatusBadJson, "refused: the payload is not a JSON object"},
@@ -348,12 +343,17 @@ std::string_view status_meaning(int status) {
       {kNotWritable, "refused: that value is read-only"},
       {kQueryFailed, "failed: the online firmware query failed"},
       {kNoFirmwareInfo, "failed: no firmware check has been made (read CheckSoftwareVersion first)"},
-      {kToolFailed, "failed: a platform tool failed or is busy, a host or extender is unknown, "
-                    "the request was not received whole, or a traceroute was cut short"},
+      {kToolFailed, "failed: a platform tool failed, never answered or is busy; a host or extender is "
+                    "unknown; a value has no action; the request was not received whole; or a "
+                    "traceroute was cut short"},
       {kNotReadable, "refused: that value is write-only (a command)"},
       {kWifiBusy, "refused: Wi-Fi is being set; try the guest network again in a few seconds"},
   };
-  for (const Meaning& meaning : kMeanings)
+  return kMeanings;
+}
+
+std::string_view status_meaning(int status) {
+  for (const StatusMeaning& meaning : status_meanings())
     if (meaning.status == status) return meaning.text;
   return "an unknown status";
 }

@@ -71,6 +71,7 @@ void usage(FILE* out) {
       "  discover [ADDRESS]   send the discovery datagram (default: to the broadcast address\n"
       "                       of every local IPv4 interface) and list the gateways that answer\n"
       "  schema               every path of the agent's tree with its type (no agent needed)\n"
+      "  statuses             every status the agent answers with, and its meaning\n"
       "\n"
       "Options:\n"
       "  -H, --host ADDR          agent address (default 127.0.0.1)\n"
@@ -441,6 +442,13 @@ int run_schema(std::span<const std::string> words, const Options&) {
   return kServed;
 }
 
+int run_statuses(std::span<const std::string> words, const Options&) {
+  if (!words.empty()) return complain(kLocalError, "statuses takes no arguments");
+  for (const cli::StatusMeaning& meaning : cli::status_meanings())
+    std::printf("%4d  %.*s\n", meaning.status, static_cast<int>(meaning.text.size()), meaning.text.data());
+  return kServed;
+}
+
 int run_request(const std::string& command, std::span<const std::string> words, const Options& options) {
   Connection connection(options);
   return send_one(connection, command, words, options);
@@ -451,6 +459,7 @@ constexpr struct {
   int (*run)(std::span<const std::string>, const Options&);
 } kCommands[] = {
     {"batch", run_batch}, {"hosts", run_hosts}, {"discover", run_discover}, {"schema", run_schema},
+    {"statuses", run_statuses},
 };
 
 bool parse_number(const char* text, long low, long high, long& value) {
