@@ -12,6 +12,21 @@
 namespace pemo {
 namespace {
 
+// The output of pemo-cli run with `arguments` from the source folder (its
+// standard error in /tmp/stderr), and its exit status.
+std::string cli(const std::string& arguments, int& status) {
+  const std::string command = "cd " PEMO_SOURCE_DIR " && " PEMO_CLI_PATH " " + arguments + " 2>/tmp/stderr";
+  std::FILE* pipe = popen(command.c_str(), "r");
+  std::string out;
+  for (char buffer[4096]; pipe != nullptr;) {
+    const std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe);
+    if (n == 0) break;
+    out.append(buffer, n);
+  }
+  status = pipe != nullptr ? pclose(pipe) : -1;
+  return out;
+}
+
 TEST(Examples, EveryRequestOfEveryExampleIsServed) {
   PEMO_REQUIRE_SANDBOX();
   test::SimGateway gateway;
@@ -20,17 +35,31 @@ TEST(Examples, EveryRequestOfEveryExampleIsServed) {
   for (const auto& entry : std::filesystem::directory_iterator(PEMO_SOURCE_DIR "/examples")) {
     if (entry.path().extension() != ".batch") continue;
     ++examples;
-    const std::string command = "cd " PEMO_SOURCE_DIR " && " PEMO_CLI_PATH " --compact batch examples/" +
-                                entry.path().filename().string() + " 2>/tmp/stderr";
-    std::FILE* pipe = popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string out;
-    for (char buffer[4096]; std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe);) out.append(buffer, n);
-    const int status = pclose(pipe);
+    int status = 0;
+    const std::string out = cli("--compact batch examples/" + entry.path().filename().string(), status);
     EXPECT_EQ(status, 0) << entry.path() << "\n" << out << test::read_file("/tmp/stderr");
     EXPECT_NE(out.find("{\"Device\":"), std::string::npos) << entry.path();
   }
   EXPECT_GE(examples, 11);
+}
+
+// Without an address, discovery asks every local network, as the application
+// does: here a LAN of the test's own network namespace.
+TEST(Examples, DiscoveryAsksEveryLocalNetwork) {
+  PEMO_REQUIRE_SANDBOX();
+  if (std::system("ip link add lan0 type veth peer name lan1 && ip addr add 10.9.0.1/24 brd + dev lan0 && "
+                  "ip link set lan0 up && ip link set lan1 up") != 0)
+    GTEST_SKIP() << "cannot make a LAN in the test's network namespace (needs ip and veth)";
+  test::SimGateway gateway;
+  ASSERT_TRUE(gateway.start());
+  int status = 0;
+  const std::string out = cli("--json discover", status);
+  EXPECT_EQ(status, 0) << test::read_file("/tmp/stderr");
+  EXPECT_NE(out.find(R"("address": "10.9.0.1")"), std::string::npos) << out;
+  for (const char* member : {R"("ModelName": "HG-2400")", R"("SerialNumber": "HG24A0001234")",
+                             R"("SystemName": "HomeGateway")"})
+    EXPECT_NE(out.find(member), std::string::npos) << out;
+  EXPECT_EQ(out.find("127.0.0.1"), std::string::npos) << "loopback has no broadcast address";
 }
 
 }  // namespace

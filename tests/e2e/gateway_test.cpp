@@ -105,19 +105,6 @@ TEST_F(Gateway, RebootStaysInsideAndStopLeavesNothing) {
   EXPECT_FALSE(test::file_exists(root));
 }
 
-TEST_F(Gateway, DiscoveryFindsTheGatewayWithItsIdentity) {
-  ASSERT_TRUE(gateway_.start());
-  std::vector<client::DiscoveryAnswer> answers;
-  std::string error;
-  ASSERT_TRUE(client::discover("127.0.0.1", kServicePort, 3s, client::kFeatureRequest, answers, error));
-  ASSERT_EQ(answers.size(), 1u);
-  EXPECT_EQ(answers[0].header.type, 2);
-  EXPECT_NE(answers[0].payload.find(R"("ModelName": "HG-2400", "SerialNumber": "HG24A0001234")"),
-            std::string::npos)
-      << answers[0].payload;
-  EXPECT_NE(answers[0].payload.find(R"("SystemName": "HomeGateway")"), std::string::npos);
-}
-
 TEST_F(Gateway, HostListAndRename) {
   ASSERT_TRUE(gateway_.start());
   const std::string members =
