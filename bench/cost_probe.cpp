@@ -5,7 +5,7 @@
 
 #include <valgrind/callgrind.h>
 
-#include "core/cipher.h"
+#include "wire/cipher.h"
 #include "platform/cfg.h"
 #include "platform/json.h"
 #include "request/parser.h"

@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "core/cipher.h"
+#include "wire/cipher.h"
 #include "pemo-cli/client.h"
 #include "platform/fd.h"
 #include "support/gateway.h"

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "core/cipher.h"
+#include "wire/cipher.h"
 #include "platform/cfg.h"
 #include "platform/log.h"
 #include "platform/json.h"

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "core/discovery.h"
-#include "core/frame.h"
+#include "wire/frame.h"
 #include "environment.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {

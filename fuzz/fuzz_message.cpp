@@ -6,8 +6,8 @@
 #include <cstring>
 #include <string>
 
-#include "core/cipher.h"
-#include "core/frame.h"
+#include "wire/cipher.h"
+#include "wire/frame.h"
 #include "core/session.h"
 #include "environment.h"
 #include "platform/json.h"

@@ -12,11 +12,11 @@
 #include <thread>
 #include <vector>
 
-#include "core/connection.h"
+#include "contract/connection.h"
 #include "core/discovery.h"
 #include "environment.h"
 #include "platform/json.h"
-#include "request/features.h"
+#include "contract/features.h"
 #include "request/param_tree.h"
 #include "support/documents.h"
 #include "support/walk.h"

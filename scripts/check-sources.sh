@@ -27,6 +27,25 @@ if stale=$(perl -ne '
   status=1
 fi
 
+# The layers of src/, lowest first: a folder includes only from its own layer and
+# those below it (README, "How the parts fit").
+layers=(wire platform contract info firmware diag control wifi quicksetup request core)
+declare -A rank
+for k in "${!layers[@]}"; do rank[${layers[$k]}]=$k; done
+upward=
+for dir in src/*/; do
+  from=$(basename "$dir")
+  [ -n "${rank[$from]+x}" ] || { upward+="src/$from: a folder missing from the layer list"$'\n'; continue; }
+  while IFS=: read -r file line to; do
+    [ -n "${rank[$to]+x}" ] || continue
+    [ "${rank[$to]}" -le "${rank[$from]}" ] || upward+="$file:$line includes from $to/"$'\n'
+  done < <(git grep -nE '^#include "[a-z_]+/' -- "$dir" | sed -E 's|^([^:]*):([0-9]+):#include "([a-z_]+)/.*|\1:\2:\3|')
+done
+if [ -n "$upward" ]; then
+  printf 'includes that run up the layers (%s):\n%s' "${layers[*]}" "$upward" >&2
+  status=1
+fi
+
 # The README's table of the simulated gateway's knobs is the one in sim/knobs.tsv.
 if stale=$(grep -v '^#' sim/knobs.tsv | while IFS=$'\t' read -r name default meaning; do
 	grep -qxF "| \`$name\` | \`$default\` | $meaning |" README.md || echo "$name"

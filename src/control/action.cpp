@@ -11,7 +11,7 @@
 #include "control/wps.h"
 #include "info/identity.h"
 #include "platform/files.h"
-#include "request/nodes.h"
+#include "contract/nodes.h"
 #include "wire/status.h"
 
 namespace pemo {

@@ -17,7 +17,7 @@
 #include "platform/files.h"
 #include "platform/probe_db.h"
 #include "platform/shell.h"
-#include "request/nodes.h"
+#include "contract/nodes.h"
 #include "wire/status.h"
 
 namespace pemo {

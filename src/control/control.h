@@ -1,7 +1,7 @@
 // Device control actions.
 #pragma once
 
-#include "request/context.h"
+#include "contract/context.h"
 
 namespace pemo {
 

@@ -12,8 +12,8 @@
 #include "platform/files.h"
 #include "platform/probe_db.h"
 #include "platform/shell.h"
-#include "request/context.h"
-#include "request/nodes.h"
+#include "contract/context.h"
+#include "contract/nodes.h"
 #include "wire/status.h"
 
 namespace pemo {

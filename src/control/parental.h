@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "request/context.h"
+#include "contract/context.h"
 
 namespace pemo {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "wifi/band.h"
+#include "contract/band.h"
 
 namespace pemo {
 

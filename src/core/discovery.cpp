@@ -16,7 +16,7 @@
 #include <mutex>
 #include <sstream>
 
-#include "core/frame.h"
+#include "wire/frame.h"
 #include "info/identity.h"
 #include "platform/cfg.h"
 #include "platform/fd.h"

@@ -18,7 +18,7 @@
 #include <new>
 
 #include "core/discovery.h"
-#include "core/frame.h"
+#include "wire/frame.h"
 #include "core/session.h"
 #include "core/wan_watch.h"
 #include "platform/fd.h"

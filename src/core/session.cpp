@@ -10,8 +10,8 @@
 #include <span>
 #include <thread>
 
-#include "core/cipher.h"
-#include "core/connection.h"
+#include "wire/cipher.h"
+#include "contract/connection.h"
 #include "core/wan_watch.h"
 #include "firmware/fw_flags.h"
 #include "platform/cfg.h"

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "core/frame.h"
+#include "wire/frame.h"
 #include "platform/fd.h"
 
 namespace pemo {

@@ -7,7 +7,7 @@
 #include <thread>
 #include <mutex>
 
-#include "core/connection.h"
+#include "contract/connection.h"
 #include "diag/probes.h"
 #include "platform/thread.h"
 #include "platform/lifetime.h"

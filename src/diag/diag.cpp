@@ -7,14 +7,14 @@
 #include <cstring>
 #include <mutex>
 
-#include "core/connection.h"
+#include "contract/connection.h"
 #include "diag/probes.h"
 #include "diag/wan_state.h"
 #include "firmware/firmware.h"
 #include "platform/files.h"
 #include "platform/json.h"
 #include "platform/shell.h"
-#include "request/nodes.h"
+#include "contract/nodes.h"
 #include "wire/status.h"
 
 namespace pemo {

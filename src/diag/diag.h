@@ -1,7 +1,7 @@
 // Diagnostics and WAN information.
 #pragma once
 
-#include "request/context.h"
+#include "contract/context.h"
 
 namespace pemo {
 

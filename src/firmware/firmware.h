@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "firmware/fw_flags.h"
-#include "request/context.h"
+#include "contract/context.h"
 
 namespace pemo {
 

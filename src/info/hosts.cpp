@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "core/connection.h"
+#include "contract/connection.h"
 #include "info/info.h"
 #include "platform/files.h"
 #include "platform/json.h"
@@ -14,8 +14,8 @@
 #include "platform/log.h"
 #include "platform/probe_db.h"
 #include "platform/shell.h"
-#include "request/features.h"
-#include "request/nodes.h"
+#include "contract/features.h"
+#include "contract/nodes.h"
 #include "wire/status.h"
 
 namespace pemo {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "request/context.h"
+#include "contract/context.h"
 
 namespace pemo {
 

@@ -7,7 +7,7 @@
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "quicksetup/quicksetup.h"
-#include "request/nodes.h"
+#include "contract/nodes.h"
 
 namespace pemo {
 namespace {

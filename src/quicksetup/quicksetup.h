@@ -1,7 +1,7 @@
 // Quick setup: first-run WAN and connection status values.
 #pragma once
 
-#include "request/context.h"
+#include "contract/context.h"
 
 namespace pemo {
 

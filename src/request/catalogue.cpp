@@ -9,7 +9,7 @@
 #include "firmware/firmware.h"
 #include "info/info.h"
 #include "quicksetup/quicksetup.h"
-#include "request/nodes.h"
+#include "contract/nodes.h"
 #include "request/param_tree.h"
 #include "wifi/wifi.h"
 
@@ -318,7 +318,7 @@ constexpr bool catalogue_is_well_formed() {
 }
 static_assert(catalogue_is_well_formed(), "parameter catalogue is malformed");
 
-// Every name of request/nodes.h stands for the node it says: member name and parent.
+// Every name of contract/nodes.h stands for the node it says: member name and parent.
 struct NamedNode {
   int index;
   const char* name;
@@ -389,7 +389,7 @@ constexpr bool named_nodes_match() {
   }
   return true;
 }
-static_assert(named_nodes_match(), "a name of request/nodes.h does not match its catalogue row");
+static_assert(named_nodes_match(), "a name of contract/nodes.h does not match its catalogue row");
 
 struct HandlerName {
   ParamHandler handler;

@@ -3,7 +3,7 @@
 
 #include <span>
 
-#include "core/frame.h"
+#include "wire/frame.h"
 
 namespace pemo {
 

@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "request/context.h"
+#include "contract/context.h"
 
 namespace pemo {
 

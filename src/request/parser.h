@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "request/context.h"
+#include "contract/context.h"
 
 namespace pemo {
 

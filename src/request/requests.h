@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "core/frame.h"
-#include "request/features.h"
+#include "wire/frame.h"
+#include "contract/features.h"
 
 namespace pemo {
 

@@ -1,7 +1,7 @@
 // Wi-Fi configuration and the other UCI-backed values.
 #pragma once
 
-#include "request/context.h"
+#include "contract/context.h"
 
 namespace pemo {
 

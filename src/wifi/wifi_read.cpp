@@ -5,7 +5,7 @@
 #include "platform/cfg.h"
 #include "platform/files.h"
 #include "platform/shell.h"
-#include "wifi/band.h"
+#include "contract/band.h"
 #include "wifi/memory.h"
 #include "wifi/wifi.h"
 

@@ -9,7 +9,7 @@
 
 #include <thread>
 
-#include "core/frame.h"
+#include "wire/frame.h"
 #include "info/identity.h"
 #include "platform/fd.h"
 #include "platform/json.h"

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "pemo-cli/client.h"
-#include "core/cipher.h"
-#include "core/connection.h"
+#include "wire/cipher.h"
+#include "contract/connection.h"
 #include "support/sandbox.h"
 
 namespace pemo {

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "platform/json.h"
-#include "request/nodes.h"
+#include "contract/nodes.h"
 #include "request/param_tree.h"
 #include "support/documents.h"
 #include "support/gateway.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "request/nodes.h"
+#include "contract/nodes.h"
 #include "request/param_tree.h"
 #include "support/documents.h"
 #include "support/handler.h"

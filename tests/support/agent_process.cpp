@@ -10,7 +10,7 @@
 
 #include <thread>
 
-#include "core/frame.h"
+#include "wire/frame.h"
 #include "platform/fd.h"
 #include "support/sandbox.h"
 

@@ -10,10 +10,10 @@
 #include <string>
 #include <thread>
 
-#include "core/connection.h"
+#include "contract/connection.h"
 #include "platform/cfg.h"
 #include "platform/probe_db.h"
-#include "request/features.h"
+#include "contract/features.h"
 #include "support/probe.h"
 #include "support/sandbox.h"
 #include "support/walk.h"

@@ -14,7 +14,7 @@
 #include <cstring>
 #include <memory>
 
-#include "core/cipher.h"
+#include "wire/cipher.h"
 #include "platform/files.h"
 
 namespace pemo::client {

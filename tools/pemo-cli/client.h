@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/frame.h"
+#include "wire/frame.h"
 #include "platform/fd.h"
 
 namespace pemo::client {

@@ -5,7 +5,7 @@
 #include <charconv>
 #include <climits>
 
-#include "request/nodes.h"
+#include "contract/nodes.h"
 #include "wire/status.h"
 
 namespace pemo::cli {

@@ -1,4 +1,4 @@
-#include "request/features.h"
+#include "contract/features.h"
 
 #include <json-c/json.h>
 #include <unistd.h>

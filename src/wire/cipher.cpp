@@ -1,4 +1,4 @@
-#include "core/cipher.h"
+#include "wire/cipher.h"
 
 #include <algorithm>
 #include <array>

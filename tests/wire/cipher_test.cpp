@@ -1,4 +1,4 @@
-#include "core/cipher.h"
+#include "wire/cipher.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/frame.h"
+#include "wire/frame.h"
 
 namespace pemo {
 namespace {

@@ -1,4 +1,4 @@
-#include "core/frame.h"
+#include "wire/frame.h"
 
 namespace pemo {
 

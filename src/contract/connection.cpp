@@ -1,4 +1,4 @@
-#include "core/connection.h"
+#include "contract/connection.h"
 
 #include <algorithm>
 #include <list>
