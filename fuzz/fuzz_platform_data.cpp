@@ -89,10 +89,10 @@ std::string reader_document(const Source& source) {
   for (const char* path : source.readers) {
     const int position = position_of(tree, path);
     const int type = tree.node(position).type;
-    test::add_member(document.get(), tree, position,
-                     type == kObject ? test::every_leaf_below(tree, position)
-                     : type == kInt  ? json_object_new_int(0)
-                                     : json_object_new_string(""));
+    cli::add_member(document.get(), cli::member_path(tree, position),
+                    type == kObject ? cli::every_leaf_below(tree, position).release()
+                    : type == kInt  ? json_object_new_int(0)
+                                    : json_object_new_string(""));
   }
   name_the_extender(document.get());
   return json_object_to_json_string_ext(document.get(), JSON_C_TO_STRING_PLAIN);
