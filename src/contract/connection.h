@@ -32,7 +32,7 @@ ConnectionRecord* own_connection_record();
 extern std::atomic<int> active_connections;
 
 // Appends a fresh record. 0, or -1 when memory is exhausted.
-int connection_record_add(std::thread::id owner);
+[[nodiscard]] int connection_record_add(std::thread::id owner);
 // Unlinks and releases the first record of `owner`; nothing when there is none.
 void connection_record_remove(std::thread::id owner);
 // The first record of `owner`, or nullptr. The record stays valid until its owner

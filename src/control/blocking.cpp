@@ -44,10 +44,10 @@ void write_rule(int n, const std::string& quoted_mac, const char* protocol) {
            std::string(".src_ip=0.0.0.0"), std::string(".local=0"), std::string(".dst_ip=0.0.0.0"),
            std::string(".time=always"), std::string(".target=DROP"), std::string(".delete=0"),
        })
-    shell_run(set + option);
-  shell_run("uci set firewall.general.rules_count=" + number);
-  shell_run("uci set firewall.general.NextRulePos=" + std::to_string(n + 1));
-  shell_run(set + ".delete=0");
+    shell_fire(set + option);
+  shell_fire("uci set firewall.general.rules_count=" + number);
+  shell_fire("uci set firewall.general.NextRulePos=" + std::to_string(n + 1));
+  shell_fire(set + ".delete=0");
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ int autocfg_by_time(int node_index, std::string_view value) {
   std::string command = std::string(kTool) + " 15";
   for (const std::string* word : {&slots.device_mode, &slots.control_option, &slots.control_option, &slots.time})
     if (!word->empty()) command += " " + shell_quote(*word);
-  shell_run(command);
+  shell_fire(command);
   slots.device_mode.clear();
   slots.control_option.clear();
   slots.time.clear();
@@ -107,11 +107,11 @@ int autocfg_by_time(int node_index, std::string_view value) {
 }
 
 void gateway_reboot() {
-  if (!fw_flashing.load()) shell_run("reboot");
+  if (!fw_flashing.load()) shell_fire("reboot");
 }
 
 void gateway_factory_reset() {
-  if (!fw_flashing.load()) shell_run("romreset 1");
+  if (!fw_flashing.load()) shell_fire("romreset 1");
 }
 
 }  // namespace pemo

@@ -40,7 +40,7 @@ void rule_defaults(int n, const std::string& mac) {
            "uci set " + r + ".service_act=block",
            std::string("uci commit parental"),
        })
-    shell_run(command);
+    shell_fire(command);
 }
 
 // The option a member stands for, or nullptr.
@@ -83,18 +83,18 @@ int parental_rule_value_set(std::string_view name, std::string_view value, Parse
     if (master == "1" || value == "0") {
       command = "uci set " + r + ".enable=" + shell_quote(value);
     } else if (value == "1") {
-      shell_run("uci set parental.general.enable=" + shell_quote(value));
+      shell_fire("uci set parental.general.enable=" + shell_quote(value));
       command = "uci set " + r + ".enable=" + shell_quote(value);
     }
   } else {
     command = "uci set " + r + "." + option + "=" + shell_quote(value);
   }
   if (command.size() > kMaxCommand) return kValueTooLong;
-  if (!command.empty()) shell_run(command);
-  shell_run("uci commit parental");
+  if (!command.empty()) shell_fire(command);
+  shell_fire("uci commit parental");
   if (name == "Delete" || name == "Enable" || name == "TimeStopMin") {
     // These end an edit: the platform reloads the rules.
-    shell_run("uci commit parental");
+    shell_fire("uci commit parental");
     static_cast<void>(cfg_apply("parental"));  // the rule is committed; reloading it is the platform's part
   }
   return rc;

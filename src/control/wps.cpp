@@ -11,9 +11,9 @@ int wps_start(std::string_view value) {
   if (mode == nullptr) return 0;
   // The marker goes before the tool runs and comes back after it returns, so
   // "started" means this program's last start has been handed to the tool.
-  shell_run("rm /tmp/pemo_agent_wps");
-  shell_run(std::string("/bin/halvo_WPS_ctrl ") + mode);
-  shell_run("touch /tmp/pemo_agent_wps");
+  shell_fire("rm /tmp/pemo_agent_wps");
+  shell_fire(std::string("/bin/halvo_WPS_ctrl ") + mode);
+  shell_fire("touch /tmp/pemo_agent_wps");
   return 0;
 }
 

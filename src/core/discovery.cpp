@@ -173,16 +173,26 @@ int doDevDiscoverReq(std::string_view payload, std::string& reply) {
   DeviceIdentity identity;
   deviceInfoGet(identity);
   json_object* root = document.get();
-  json_member_set(root, "SystemName", identity.system_name, 0);
-  json_member_set(root, "ModelName", identity.model_name, 0);
-  json_member_set(root, "SoftwareVersion", identity.software_version, 0);
-  json_member_set(root, "SerialNumber", identity.serial_number, 0);
-  json_member_set(root, "DeviceMode", identity.device_mode, 0);
-  json_member_set(root, "WIFIConfigFlag", {}, identity.wifi_config_flag);
-  json_member_set(root, "GatewayAPautoconfigEnable", {}, identity.gateway_ap_autoconfig);
-  json_member_set(root, "LoginFlag", {}, identity.login_flag);
-  json_member_set(root, "DirectConnect", {}, direct_connection({}) ? 1 : 0);
-  json_member_set(root, "UserConfigFlag", {}, identity.user_config_flag);
+  struct Member {
+    const char* name;
+    std::string_view text;
+    int number;
+  };
+  const Member members[] = {
+      {"SystemName", identity.system_name, 0},
+      {"ModelName", identity.model_name, 0},
+      {"SoftwareVersion", identity.software_version, 0},
+      {"SerialNumber", identity.serial_number, 0},
+      {"DeviceMode", identity.device_mode, 0},
+      {"WIFIConfigFlag", {}, identity.wifi_config_flag},
+      {"GatewayAPautoconfigEnable", {}, identity.gateway_ap_autoconfig},
+      {"LoginFlag", {}, identity.login_flag},
+      {"DirectConnect", {}, direct_connection({}) ? 1 : 0},
+      {"UserConfigFlag", {}, identity.user_config_flag},
+  };
+  // Every member named here stands in the template with its type: none can be missing.
+  for (const Member& member : members)
+    static_cast<void>(json_member_set(root, member.name, member.text, member.number));
   reply = json_object_to_json_string(root);
   log_msg(kLogInfo, "%s : payload: %s\n", "doDevDiscoverReq", reply.c_str());
   log_msg(kLogDebug, "%s : payload Length: %d\n", "doDevDiscoverReq", static_cast<int>(reply.size()));

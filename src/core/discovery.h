@@ -37,11 +37,11 @@ int deviceInfoGet(DeviceIdentity& identity);
 // Replaces the value of the first member called `name` (depth-first) with a new
 // value of the same JSON type: `number` for integers and booleans, `text` for
 // strings. 0, or -1 when absent or of another type.
-int json_member_set(json_object* object, std::string_view name, std::string_view text, int number);
+[[nodiscard]] int json_member_set(json_object* object, std::string_view name, std::string_view text, int number);
 
 // The status of a discovery header: every test is made and the last failing one
 // wins (type -10, then length outside 1..4096 -9, then version -8); 0 when none.
-int discovery_header_status(const FrameHeader& header);
+[[nodiscard]] int discovery_header_status(const FrameHeader& header);
 
 struct Manufacturing {
   std::string software_version, model, serial;

@@ -129,7 +129,8 @@ int run_agent(int argc, char** argv) {
     if (option == 'd') log_level = std::atoi(optarg);
   }
   signal(SIGCHLD, sigchld_handler);
-  write_pid_file();
+  // Without its pid file the agent still serves; only tools that look for it miss it.
+  if (write_pid_file() != 0) log_msg(kLogWarning, "%s : cannot write %s\n", "main", kPidFile);
   if (sys_query_response_init() != 0) {
     log_msg(kLogErr, "%s : sys_query_response_init fail\n", "main");
     return 255;
@@ -143,7 +144,7 @@ int run_agent(int argc, char** argv) {
   }
   log_open();
   // Prints the manufacturing block at once (default bound).
-  shell_run("sys mfsh > /tmp/mfsh.info");
+  shell_fire("sys mfsh > /tmp/mfsh.info");
 
   int listener = open_listener();
   if (listener < 0) return 1;

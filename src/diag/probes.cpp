@@ -29,7 +29,7 @@ std::optional<int> port_speed(std::string_view line) {
 void wan_ping_probe() {
   // Six pings a second apart, then at most 10 s for the last reply: the default
   // bound is ample. A cut run has no statistics line and reads as no reply.
-  shell_run(std::string("ping -c 6 ") + kWanProbeAddress + " > /tmp/ping.wan 2>&1");
+  shell_fire(std::string("ping -c 6 ") + kWanProbeAddress + " > /tmp/ping.wan 2>&1");
   std::string output;
   if (!read_text_file("/tmp/ping.wan", output)) return;
   const std::optional<int> received = ping_received(output);

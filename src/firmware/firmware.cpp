@@ -53,7 +53,7 @@ int download() {
   if (locator.empty()) return kBusy;
   if (!write_text_file("/tmp/get_online_fw", "downloading")) return kFileError;
   // The locator goes to the tool as one quoted argument (without a line end).
-  shell_run("get_online_fw " + shell_quote(locator) + " &");
+  shell_fire("get_online_fw " + shell_quote(locator) + " &");
   DownloadWait wait;
   {
     std::lock_guard lock(download_wait().mutex);
@@ -68,8 +68,8 @@ int download() {
   }
   if (word == "fail") return -1;
   if (word == "downloading") {
-    shell_run("killall -9 get_online_fw");
-    shell_run("killall -9 wget");
+    shell_fire("killall -9 get_online_fw");
+    shell_fire("killall -9 wget");
     static_cast<void>(write_text_file("/tmp/get_online_fw", "fail\n"));  // the download is given up either way
     unlink_file("/tmp/rootfs");
     return -1;
@@ -95,8 +95,8 @@ Check image_check() {
   } else {
     // Read the flash flag afresh from the partition and hand it to the check;
     // reading two bytes and dumping them take no time (default bound).
-    shell_run("dd if=/dev/mtdblock3 of=/tmp/mtd3 bs=2 count=1");
-    shell_run("hexdump /tmp/mtd3 | grep '0000000'|cut -c '9-12' >/tmp/fw_mtd");
+    shell_fire("dd if=/dev/mtdblock3 of=/tmp/mtd3 bs=2 count=1");
+    shell_fire("hexdump /tmp/mtd3 | grep '0000000'|cut -c '9-12' >/tmp/fw_mtd");
     status = shell_run("fw_upgrade fw_check $(cat /tmp/fw_mtd) 1> /tmp/logfile 2> /dev/null", kImageCheckBound);
   }
   return ran_to_end(status) ? Check::kRan : Check::kUnfinished;
@@ -139,10 +139,10 @@ void fw_upgrade_worker() {
     }
   }
   // The flash script takes over and restarts the gateway; state 4 and both flags stay.
-  shell_run("sleep 1 && echo 1 > /proc/sys/vm/drop_caches");
-  shell_run("echo 'Firmware upgrading, Please wait !' > /dev/console");
-  shell_run("halvo_led_ctrl upgrate");
-  shell_run("do_fw_upgrade.sh &");
+  shell_fire("sleep 1 && echo 1 > /proc/sys/vm/drop_caches");
+  shell_fire("echo 'Firmware upgrading, Please wait !' > /dev/console");
+  shell_fire("halvo_led_ctrl upgrate");
+  shell_fire("do_fw_upgrade.sh &");
 }
 
 std::string update_status() {

@@ -99,7 +99,7 @@ void list_value(ExtenderFirmware& s, std::string_view name, int instance, std::s
 
 void run_tool(const char* function, const std::string& command) {
   std::printf("%s : syscmd %s\n", function, command.c_str());
-  shell_run(command);
+  shell_fire(command);
 }
 
 }  // namespace

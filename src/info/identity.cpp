@@ -63,7 +63,7 @@ int wifi_setting_flag_get() { return access(kWifiSettingFlagFile, R_OK) == 0 ? 1
 
 int wifi_setting_flag_set(std::string_view text) {
   if (text == "1") {
-    shell_run("sh /etc/pemo-agent/wifi_setting_flag.sh");
+    shell_fire("sh /etc/pemo-agent/wifi_setting_flag.sh");
     return 0;
   }
   if (text == "0") {

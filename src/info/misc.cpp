@@ -63,7 +63,7 @@ WebServer web_server() {
 
 int web_server_start() {
   if (web_server().state != ServerState::kStopped) return kBusy;
-  shell_run(std::string(kWebServer) + " -p " + std::to_string(kWebServerPort) + " -P " +
+  shell_fire(std::string(kWebServer) + " -p " + std::to_string(kWebServerPort) + " -P " +
             kWebServerPidFile + " &");
   std::this_thread::sleep_for(std::chrono::seconds(2));
   return 0;
@@ -164,10 +164,10 @@ int misc_param_handler(std::string_view raw_name, std::string_view raw_value,
   }
   if (argument == "SpeedTest_Type") {
     if (value == "Upload")
-      shell_run(std::string("/usr/bin/SpeedTest -c 10 -f ") + kSpeedTestUrlFile +
+      shell_fire(std::string("/usr/bin/SpeedTest -c 10 -f ") + kSpeedTestUrlFile +
                 " -p 80 -s up -l 1000 &");
     else if (value == "Download")
-      shell_run(std::string("/usr/bin/SpeedTest -c 10 -f ") + kSpeedTestUrlFile +
+      shell_fire(std::string("/usr/bin/SpeedTest -c 10 -f ") + kSpeedTestUrlFile +
                 " -p 80 -s down -u /speedtest/random3500x3500.jpg &");
     return 0;
   }

@@ -169,6 +169,10 @@ int shell_run(std::string_view command, std::chrono::milliseconds timeout) {
   return runner().execute(request).status;
 }
 
+void shell_fire(std::string_view command, std::chrono::milliseconds timeout) {
+  static_cast<void>(shell_run(command, timeout));  // the caller reads the outcome elsewhere, or needs none
+}
+
 ShellResult shell_capture(std::string_view command, std::size_t output_limit,
                           std::chrono::milliseconds timeout) {
   ShellRequest request{std::string(command), true, output_limit, timeout};

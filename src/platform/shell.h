@@ -36,7 +36,11 @@ inline constexpr std::size_t kCaptureLimit = std::size_t{64} * 1024;
 
 // system()-style: runs the command, output goes to the agent's own stdout.
 // Result: the exit status, or -1 when it could not be run or timed out.
-int shell_run(std::string_view command, std::chrono::milliseconds timeout = kShellTimeout);
+[[nodiscard]] int shell_run(std::string_view command, std::chrono::milliseconds timeout = kShellTimeout);
+
+// A platform action whose exit status nobody reads: its outcome, where there is
+// one, is read back from the files it leaves (the gateway's tools report so).
+void shell_fire(std::string_view command, std::chrono::milliseconds timeout = kShellTimeout);
 
 // popen()-style: runs the command and returns what it printed.
 ShellResult shell_capture(std::string_view command, std::size_t output_limit = kCaptureLimit,

@@ -12,7 +12,7 @@ namespace pemo {
 inline constexpr std::size_t kThreadStackSize = std::size_t{256} * 1024;
 
 namespace detail {
-int start_detached(void* (*entry)(void*), void* arg, std::size_t stack_size);
+[[nodiscard]] int start_detached(void* (*entry)(void*), void* arg, std::size_t stack_size);
 
 template <class Body>
 void* run_body(void* arg) {
@@ -25,7 +25,7 @@ void* run_body(void* arg) {
 // Starts `body` (any callable, move-only ones too) on a new detached thread that
 // owns it. Result: 0, or the pthread_create error (the body is then destroyed).
 template <class Body>
-int spawn_detached(Body body, std::size_t stack_size = kThreadStackSize) {
+[[nodiscard]] int spawn_detached(Body body, std::size_t stack_size = kThreadStackSize) {
   auto cell = std::make_unique<Body>(std::move(body));
   int rc = detail::start_detached(&detail::run_body<Body>, cell.get(), stack_size);
   if (rc == 0) static_cast<void>(cell.release());  // the thread owns it now

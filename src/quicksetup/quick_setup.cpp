@@ -30,7 +30,7 @@ void wan_link_state_read(std::string& text) {
   std::lock_guard lock(link_file_lock());
   // A register read that answers at once (default bound); a cut run leaves no
   // "off-link" word, which reads as link up, as a missing tool does.
-  shell_run("sys portspeed 4 | grep off-link > /tmp/wanHWConnection");
+  shell_fire("sys portspeed 4 | grep off-link > /tmp/wanHWConnection");
   const std::string word = read_first_word("/tmp/wanHWConnection");
   text = word.empty() ? "1" : "0";
   unlink_file("/tmp/wanHWConnection");
@@ -52,9 +52,9 @@ void internet_state_read(std::string& text) {
 
 void wps_watch_stop(std::string_view value) {
   if (value != "1") return;
-  shell_run("kill $(ps | grep 'watch -tn 1 wps_conf_24G' | grep 'grep' -v | awk '{print $1}')");
-  shell_run("kill $(ps | grep 'watch -tn 1 wps_conf_5G' | grep 'grep' -v | awk '{print $1}')");
-  shell_run("kill $(ps | grep 'watch -tn 5 wps_conf_5G' | grep 'grep' -v | awk '{print $1}')");
+  shell_fire("kill $(ps | grep 'watch -tn 1 wps_conf_24G' | grep 'grep' -v | awk '{print $1}')");
+  shell_fire("kill $(ps | grep 'watch -tn 1 wps_conf_5G' | grep 'grep' -v | awk '{print $1}')");
+  shell_fire("kill $(ps | grep 'watch -tn 5 wps_conf_5G' | grep 'grep' -v | awk '{print $1}')");
 }
 
 std::string read_option(const char* path, int* result = nullptr) {
@@ -70,7 +70,7 @@ int wan_type_read(std::string& text) {
   const std::string proto = read_option("network.wan.proto", &rc);
   std::lock_guard lock(wan_type_file_lock());
   // Reads one interface's state at once (default bound); no line reads as no address.
-  shell_run("ifconfig " + shell_quote(ifname) + " | grep \"inet addr:\" > /tmp/wanType");
+  shell_fire("ifconfig " + shell_quote(ifname) + " | grep \"inet addr:\" > /tmp/wanType");
   const bool has_address = !read_first_word("/tmp/wanType").empty();
   // A DHCP WAN that has no address yet is reported as PPPoE.
   text = !has_address && proto == "dhcp" ? "pppoe" : proto;

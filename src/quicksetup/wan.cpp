@@ -34,8 +34,8 @@ void wan_change_prepare() {
   static_cast<void>(cfg_set("system.main.Tovi123", "1"));
   std::string proto = "network.wan.proto";
   if (cfg_get(proto, kNameCapacity) < 0) proto.clear();
-  shell_run("echo 1 > /var/update_dns_lock");
-  shell_run("echo " + shell_quote(proto) + " > /tmp/old_wan_proto");
+  shell_fire("echo 1 > /var/update_dns_lock");
+  shell_fire("echo " + shell_quote(proto) + " > /tmp/old_wan_proto");
 }
 
 int wan_dhcp_write() {

@@ -176,7 +176,7 @@ int message_parser(json_object* object, ParseContext& context) {
       const std::string_view object_name = name;
       if (object_name == "WiFi" && context.is_set()) {
         context.flags |= kFlagWifiApply;
-        for (const char* command : kStopWpsWatchers) shell_run(command);
+        for (const char* command : kStopWpsWatchers) shell_fire(command);
       }
       const bool guest = object_name == "X_Halvo_GuestAP";
       if (guest) {

@@ -115,14 +115,14 @@ int wifi_enable_write(WifiBand band, bool guest, std::string_view value) {
 }
 
 void guest_timer_stop() {
-  shell_run("/bin/removeGuestWifiBonus.sh remove_rule 3 24G");
-  shell_run("/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
+  shell_fire("/bin/removeGuestWifiBonus.sh remove_rule 3 24G");
+  shell_fire("/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
 }
 
 void guest_timer_start(GuestTime time) {
   const std::string span = std::to_string(time.hours) + ":" + std::to_string(time.minutes);
-  shell_run("/bin/addGuestWifiBonus.sh 3 24G " + span);
-  shell_run("/bin/addGuestWifiBonus.sh 3 5G " + span);
+  shell_fire("/bin/addGuestWifiBonus.sh 3 24G " + span);
+  shell_fire("/bin/addGuestWifiBonus.sh 3 5G " + span);
 }
 
 std::string_view translate_mode(std::string_view value) {
