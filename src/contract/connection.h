@@ -5,24 +5,39 @@
 
 #include <atomic>
 #include <cstddef>
-#include <string>
+#include <cstdlib>
+#include <memory>
 #include <thread>
-
-#include "platform/json.h"
-#include "platform/probe_db.h"
 
 namespace pemo {
 
+// What one handler subsystem keeps for a connection. The subsystem defines the
+// type and is the only one to reach it; the record holds it and releases it with
+// itself, without knowing what it holds.
+class ConnectionState {
+ public:
+  // The state, made empty on first use. A slot serves one type all its life.
+  template <class State>
+  State& get() {
+    if (!held_) {
+      held_ = std::make_shared<State>();
+      type_ = &kTypeTag<State>;
+    }
+    if (type_ != &kTypeTag<State>) std::abort();  // two subsystems sharing a slot is a bug
+    return *static_cast<State*>(held_.get());
+  }
+
+ private:
+  template <class State>
+  static constexpr char kTypeTag = 0;
+  std::shared_ptr<void> held_;
+  const char* type_ = nullptr;
+};
+
 struct ConnectionRecord {
   std::thread::id owner;
-  JsonPtr trace_results;  // traceroute hops kept between requests
-  JsonPtr route_results;  // routing table kept between requests
-  std::string trace_host;  // at most 31 characters
-  int trace_tries = 0;
-  int trace_timeout = 0;
-  int trace_max_hops = 0;
-  QueryTable host_table;       // host snapshot taken at HostNumberOfEntries
-  std::string remembered_mac;  // HostMAC of a name or type change, at most 23 characters
+  ConnectionState hosts;  // info/hosts.cpp: the host snapshot, the MAC of a name or type change
+  ConnectionState diag;   // diag/diag.cpp: traceroute settings and hops, the routing table
 };
 
 // The record of the calling connection thread, or nullptr.

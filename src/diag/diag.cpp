@@ -32,8 +32,28 @@ std::mutex& trace_file_lock() {
   return lock;
 }
 
+// What a connection keeps of its diagnostics between requests.
+struct DiagSession {
+  JsonPtr trace_results;   // traceroute hops
+  JsonPtr route_results;   // routing table
+  std::string trace_host;  // at most 31 characters
+  int trace_tries = 0;
+  int trace_timeout = 0;
+  int trace_max_hops = 0;
+};
+
+// The calling connection's diagnostics, or nullptr (with a message) outside one.
+DiagSession* own_diag(const char* caller) {
+  ConnectionRecord* record = own_connection_record();
+  if (record == nullptr) {
+    std::printf("%s : var is NULL\n", caller);
+    return nullptr;
+  }
+  return &record->diag.get<DiagSession>();
+}
+
 // The hop count, or kTraceIncomplete when the tool was cut at its bound.
-int do_traceroute(ConnectionRecord& record) {
+int do_traceroute(DiagSession& record) {
   std::string output;
   bool have_output;
   {
@@ -58,11 +78,8 @@ int do_traceroute(ConnectionRecord& record) {
 }
 
 int ip_traceroute(std::string_view name, std::string_view value, std::string& text) {
-  ConnectionRecord* record = own_connection_record();
-  if (record == nullptr) {
-    std::printf("%s : var is NULL\n", "ip_traceroute");
-    return 0;
-  }
+  DiagSession* record = own_diag("ip_traceroute");
+  if (record == nullptr) return 0;
   if (name == "DiagnosticsState") {
     if (value == "Requested") {
       record->trace_results.reset();
@@ -92,21 +109,15 @@ void list_member(const JsonPtr& list, int index, std::string_view name, std::str
 }
 
 void traceroute_get(std::string_view name, int instance, std::string& text) {
-  ConnectionRecord* record = own_connection_record();
-  if (record == nullptr) {
-    std::printf("%s : var is NULL\n", "traceroute_get");
-    return;
-  }
+  DiagSession* record = own_diag("traceroute_get");
+  if (record == nullptr) return;
   list_member(record->trace_results, instance - 1, name, text);
 }
 
 void route_table(std::string_view name, std::string& text) {
   if (name != "IPv4ForwardingNumberOfEntries") return;
-  ConnectionRecord* record = own_connection_record();
-  if (record == nullptr) {
-    std::printf("%s : var is NULL\n", "route_table");
-    return;
-  }
+  DiagSession* record = own_diag("route_table");
+  if (record == nullptr) return;
   record->route_results.reset();
   ShellResult r = shell_capture("route");
   if (r.status < 0 && r.output.empty()) {
@@ -127,11 +138,8 @@ void route_table(std::string_view name, std::string& text) {
 }
 
 void ipv4_fwd_get(std::string_view name, int instance, std::string& text) {
-  ConnectionRecord* record = own_connection_record();
-  if (record == nullptr) {
-    std::printf("%s : var is NULL\n", "ipv4_fwd_get");
-    return;
-  }
+  DiagSession* record = own_diag("ipv4_fwd_get");
+  if (record == nullptr) return;
   list_member(record->route_results, instance - 1, name, text);
 }
 

@@ -56,9 +56,21 @@ struct HostRow {
   }
 };
 
+// What a connection keeps of the hosts between requests.
+struct HostSession {
+  QueryTable table;            // the snapshot taken at HostNumberOfEntries
+  std::string remembered_mac;  // HostMAC of a name or type change, at most 23 characters
+};
+
+// The calling connection's host state, or nullptr outside a connection.
+HostSession* own_hosts() {
+  ConnectionRecord* record = own_connection_record();
+  return record != nullptr ? &record->hosts.get<HostSession>() : nullptr;
+}
+
 HostRow host_row(int row) {
-  const ConnectionRecord* record = own_connection_record();
-  return HostRow{record != nullptr ? &record->host_table : nullptr, row};
+  const HostSession* hosts = own_hosts();
+  return HostRow{hosts != nullptr ? &hosts->table : nullptr, row};
 }
 
 HostRow innermost_host(const ParseContext& context) {
@@ -100,10 +112,10 @@ void channel(const HostRow& host, bool band_24g, std::string& text) {
 }
 
 void take_snapshot(std::string& text) {
-  ConnectionRecord* record = own_connection_record();
+  HostSession* hosts = own_hosts();
   QueryTable table = probe_db_rows("SELECT * FROM Device where [Alive]=1 OR ([Alive]=0 AND [nNotAlive] <= 2);");
   text = std::to_string(table.rows());
-  if (record != nullptr) record->host_table = std::move(table);  // the old one is released
+  if (hosts != nullptr) hosts->table = std::move(table);  // the old one is released
 }
 
 void host_parameter_get(std::string_view name, ParseContext& context) {
@@ -208,7 +220,7 @@ int host_set(std::string_view name, std::string_view raw_value, ParseContext& co
   const std::string_view value = cut_at_quotes(raw_value);
   if (value.empty()) return kEmptySetValue;
   if (context.node_parent != node::kDevNameChange && context.node_parent != node::kHostTypeChange) return 0;
-  ConnectionRecord* record = own_connection_record();
+  HostSession* record = own_hosts();
   if (record == nullptr) return 0;
   if (name == "HostMAC") {
     record->remembered_mac.assign(value.substr(0, kMacCapacity));
