@@ -14,6 +14,7 @@
 
 #include "contract/connection.h"
 #include "core/discovery.h"
+#include "core/discovery_seam.h"
 #include "environment.h"
 #include "platform/json.h"
 #include "contract/features.h"

@@ -16,6 +16,7 @@
 #include <mutex>
 #include <sstream>
 
+#include "core/discovery_seam.h"
 #include "wire/frame.h"
 #include "info/identity.h"
 #include "platform/cfg.h"

@@ -50,7 +50,4 @@ struct Manufacturing {
 // reading ending at the serial number.
 Manufacturing parse_manufacturing(std::string_view text);
 
-// Forgets the manufacturing information read so far (tests).
-void manufacturing_cache_reset();
-
 }  // namespace pemo

@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <mutex>
 #include <thread>
+#include <utility>
 
+#include "firmware/download_seam.h"
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/thread.h"
@@ -173,9 +175,14 @@ std::string firmware_info_value(const std::string& text, std::string_view label)
   return {};
 }
 
-void fw_set_download_wait(DownloadWait wait) {
+ScopedDownloadWait::ScopedDownloadWait(DownloadWait wait) {
   std::lock_guard lock(download_wait().mutex);
-  download_wait().wait = wait;
+  previous_ = std::exchange(download_wait().wait, wait);
+}
+
+ScopedDownloadWait::~ScopedDownloadWait() {
+  std::lock_guard lock(download_wait().mutex);
+  download_wait().wait = previous_;
 }
 
 int get_online_info(bool query, std::string& version) {

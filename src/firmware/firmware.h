@@ -28,14 +28,6 @@ std::string firmware_info_value(const std::string& text, std::string_view label)
 // The upgrade state number ("1" when no upgrade ran since start-up).
 [[nodiscard]] int fw_state_read(std::string& text);
 
-// The download wait: at most `steps` polls of `step` each (the gateway's 45 x 2 s).
-struct DownloadWait {
-  std::chrono::milliseconds step{2000};
-  int steps = 45;
-};
-// Tests shorten the wait; the agent never changes it.
-void fw_set_download_wait(DownloadWait wait);
-
 // Extender control nodes, reached through the diagnostics handler.
 [[nodiscard]] int l2devCtrl_auto_config_func_set(std::string_view name, std::string_view value);
 [[nodiscard]] int l2devCtrl_FWcfg_func_set(std::string_view name, std::string_view value);

@@ -1,5 +1,6 @@
 #include "platform/probe_db.h"
 #include "platform/lifetime.h"
+#include "platform/probe_db_seam.h"
 #include "wire/status.h"
 
 #include <array>
@@ -83,7 +84,7 @@ QueryTable probe_db_rows(const std::string& sql) {
 
 bool probe_db_ready() { return probe_db().handle.load() != nullptr; }
 
-void probe_db_close_for_tests() {
+void probe_db_close() {
   ProbeDb& db = probe_db();
   std::lock_guard lock(db.mutex);
   sqlite3_close(db.handle.exchange(nullptr));

@@ -40,8 +40,6 @@ class QueryTable {
 [[nodiscard]] int probe_db_open();
 // True once an open has succeeded.
 bool probe_db_ready();
-// Closes it again; only tests use this, to start from an empty handle.
-void probe_db_close_for_tests();
 
 // Runs a query; `out` receives its result (empty on failure). The SQLite result code.
 [[nodiscard]] int probe_db_query(const std::string& sql, QueryTable& out);

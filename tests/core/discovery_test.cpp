@@ -1,5 +1,6 @@
 // Discovery: identity answers and the UDP service's header handling.
 #include "core/discovery.h"
+#include "core/discovery_seam.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@
 #include "platform/fd.h"
 #include "platform/json.h"
 #include "platform/probe_db.h"
+#include "platform/probe_db_seam.h"
 #include "support/probe.h"
 #include "support/sandbox.h"
 
@@ -46,7 +48,7 @@ class Discovery : public testing::Test {
     ASSERT_EQ(probe_db_open(), 0);
     manufacturing_cache_reset();
   }
-  void TearDown() override { probe_db_close_for_tests(); }
+  void TearDown() override { probe_db_close(); }
 
   // The identity reply as a plain document, or the status.
   std::string discover(const std::string& request = kRequest) {
@@ -184,7 +186,7 @@ TEST(DiscoveryWait, NothingIsServedUntilTheDatabaseExists) {
   EXPECT_EQ(poll(&waiting, 1, 1500), 0) << "answered without a database";
   test::seed_probe_db(kProbeDbPath);
   EXPECT_EQ(poll(&waiting, 1, 4000), 1) << "no answer once the database appeared";
-  probe_db_close_for_tests();
+  probe_db_close();
 }
 
 }  // namespace

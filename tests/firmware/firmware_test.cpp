@@ -1,6 +1,7 @@
 // Gateway firmware update and the extender firmware list, against a platform
 // whose tools answer as a test scenario says.
 #include "firmware/firmware.h"
+#include "firmware/download_seam.h"
 
 #include <thread>
 
@@ -21,7 +22,6 @@ class Firmware : public test::HandlerTest {
   void SetUp() override {
     HandlerTest::SetUp();
     if (IsSkipped()) return;
-    fw_set_download_wait({20ms, 5});
     write_file("/tmp/firmware_version", "1.2.2\n");
     write_file("/tmp/hvfw_info", "Model: X\nFW version: 1.2.3\nRelease date: 2026-11-01\n");
     write_file("/tmp/fw_online_info", "model x\nhttp://fw.example/x-1.2.3.bin\n");
@@ -47,6 +47,7 @@ class Firmware : public test::HandlerTest {
     for (int k = 0; k < 200 && fw_upgrade_running && !runner_.ran("do_fw_upgrade.sh &"); ++k)
       std::this_thread::sleep_for(10ms);
   }
+  ScopedDownloadWait wait_{{20ms, 5}};
 };
 
 TEST_F(Firmware, VersionsOnlineAndRunning) {

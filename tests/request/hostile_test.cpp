@@ -9,7 +9,7 @@
 #include <set>
 #include <thread>
 
-#include "firmware/firmware.h"
+#include "firmware/download_seam.h"
 #include "request/param_tree.h"
 #include "support/documents.h"
 #include "support/handler.h"
@@ -24,7 +24,6 @@ class HostileValues : public test::HandlerTest {
  protected:
   void SetUp() override {
     HandlerTest::SetUp();
-    fw_set_download_wait({std::chrono::milliseconds(1), 1});
     const ParamTree& tree = param_tree();
     for (int position = 0; position < static_cast<int>(kNodeCount); ++position)
       if (tree.node(position).type == kString) leaves_.push_back(position);
@@ -43,6 +42,7 @@ class HostileValues : public test::HandlerTest {
 
   void sweep(std::size_t half);
   std::vector<int> leaves_;
+  ScopedDownloadWait wait_{{std::chrono::milliseconds(1), 1}};
 };
 
 // The values in two halves, each its own test, so that sanitized builds run them side by side.

@@ -13,6 +13,7 @@
 #include "contract/connection.h"
 #include "platform/cfg.h"
 #include "platform/probe_db.h"
+#include "platform/probe_db_seam.h"
 #include "contract/features.h"
 #include "support/probe.h"
 #include "support/sandbox.h"
@@ -40,7 +41,7 @@ class HandlerTest : public testing::Test {
   }
   void TearDown() override {
     connection_record_remove(std::this_thread::get_id());
-    probe_db_close_for_tests();
+    probe_db_close();
   }
   static void check(std::initializer_list<Row> rows) {
     for (const Row& row : rows) EXPECT_EQ(device(row.request, row.set), row.reply) << row.request;

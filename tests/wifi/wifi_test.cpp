@@ -190,7 +190,7 @@ TEST_F(Wifi, ConfigPasswordIsStoredWholeAndApplied) {
 }
 
 TEST_F(Wifi, GatewayInfoWithoutProbeDatabase) {
-  probe_db_close_for_tests();
+  probe_db_close();
   EXPECT_EQ(walk("X_Halvo_Ext", R"({"GatewayInfo":{"GatewayHostname":"x","GatewayHostMAC":"y","GatewayAutoCfg":5}})", false),
             R"({"GatewayInfo":{"GatewayHostname":"","GatewayHostMAC":"","GatewayAutoCfg":0}})");
 }
