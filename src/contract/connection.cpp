@@ -1,4 +1,5 @@
 #include "contract/connection.h"
+#include "platform/lifetime.h"
 
 #include <algorithm>
 #include <list>
@@ -18,10 +19,7 @@ struct ConnectionList {
   std::list<ConnectionRecord> records;
 };
 
-ConnectionList& connection_list() {
-  static ConnectionList list;
-  return list;
-}
+ConnectionList& connection_list() { return process_lifetime<ConnectionList>(); }
 
 }  // namespace
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "platform/json.h"
+#include "platform/lifetime.h"
 
 namespace pemo {
 namespace {
@@ -18,10 +19,7 @@ struct FeatureState {
 };
 
 // Written once by start-up before any thread runs, read-only afterwards.
-FeatureState& features() {
-  static FeatureState state;
-  return state;
-}
+FeatureState& features() { return process_lifetime<FeatureState>(); }
 
 }  // namespace
 

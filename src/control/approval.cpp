@@ -17,6 +17,7 @@
 #include "platform/files.h"
 #include "platform/probe_db.h"
 #include "platform/shell.h"
+#include "platform/lifetime.h"
 #include "contract/nodes.h"
 #include "wire/status.h"
 
@@ -40,10 +41,7 @@ struct PendingEntries {
   std::string checked_mac;
 };
 
-PendingEntries& pending() {
-  static PendingEntries entries;
-  return entries;
-}
+PendingEntries& pending() { return process_lifetime<PendingEntries>(); }
 
 // Decimal reading of the leading digits; anything else is 0.
 int decimal(std::string_view value) { return std::atoi(std::string(value).c_str()); }

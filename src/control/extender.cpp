@@ -12,6 +12,7 @@
 #include "platform/files.h"
 #include "platform/probe_db.h"
 #include "platform/shell.h"
+#include "platform/lifetime.h"
 #include "contract/context.h"
 #include "contract/nodes.h"
 #include "wire/status.h"
@@ -54,10 +55,7 @@ struct ByTimeSlots {
   std::string device_mode, control_option, time;
 };
 
-ByTimeSlots& by_time_slots() {
-  static ByTimeSlots slots;
-  return slots;
-}
+ByTimeSlots& by_time_slots() { return process_lifetime<ByTimeSlots>(); }
 
 }  // namespace
 

@@ -16,6 +16,7 @@
 #include "firmware/fw_flags.h"
 #include "platform/cfg.h"
 #include "platform/log.h"
+#include "platform/lifetime.h"
 #include "request/dispatch.h"
 
 namespace pemo {
@@ -26,10 +27,7 @@ struct PasswordCache {
   std::string key;
 };
 
-PasswordCache& password_cache() {
-  static PasswordCache cache;
-  return cache;
-}
+PasswordCache& password_cache() { return process_lifetime<PasswordCache>(); }
 
 void send_error(int sock, const FrameHeader& request, int code) {
   FrameHeader reply{request.version, request.type, static_cast<std::int16_t>(code)};

@@ -14,6 +14,7 @@
 #include "platform/files.h"
 #include "platform/json.h"
 #include "platform/shell.h"
+#include "platform/lifetime.h"
 #include "contract/nodes.h"
 #include "wire/status.h"
 
@@ -27,10 +28,7 @@ namespace {
 constexpr std::chrono::seconds kTracerouteBound{300};
 
 // Every traceroute writes /tmp/tracert: one at a time, from run to read.
-std::mutex& trace_file_lock() {
-  static std::mutex lock;
-  return lock;
-}
+std::mutex& trace_file_lock() { return process_lifetime<std::mutex, struct TraceFileTag>(); }
 
 // What a connection keeps of its diagnostics between requests.
 struct DiagSession {
@@ -151,10 +149,7 @@ struct WanInfoRecord {
   std::string first_mac;  // the first WAN MAC ever read, kept for the process
 };
 
-WanInfoRecord& wan_record() {
-  static WanInfoRecord record;
-  return record;
-}
+WanInfoRecord& wan_record() { return process_lifetime<WanInfoRecord>(); }
 
 void wan_refresh(WanInfoRecord& record) {
   record.ip.clear();

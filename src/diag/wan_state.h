@@ -6,6 +6,7 @@
 
 namespace pemo {
 
+// Written by the WAN watcher (core/wan_watch.cpp) only; read by the WAN handlers.
 // 1 when the last ping probe got at least one reply.
 inline std::atomic<std::uint8_t> wan_ping_ok{0};
 // Link speed of WAN port 4 in Mbit/s; 0 when the port has no link.

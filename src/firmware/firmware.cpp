@@ -13,6 +13,7 @@
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/thread.h"
+#include "platform/lifetime.h"
 #include "wire/status.h"
 
 namespace pemo {
@@ -21,20 +22,14 @@ namespace {
 
 enum FwState : int { kStateFailed = 0, kStateIdle = 1, kStateDownloading = 2, kStateFlashing = 4 };
 
-std::mutex& fw_status_lock() {
-  static std::mutex lock;
-  return lock;
-}
+std::mutex& fw_status_lock() { return process_lifetime<std::mutex, struct StatusFileTag>(); }
 
 struct DownloadWaitSetting {
   std::mutex mutex;
   DownloadWait wait;
 };
 
-DownloadWaitSetting& download_wait() {
-  static DownloadWaitSetting setting;
-  return setting;
-}
+DownloadWaitSetting& download_wait() { return process_lifetime<DownloadWaitSetting>(); }
 
 void write_state(int state) {
   std::lock_guard lock(fw_status_lock());

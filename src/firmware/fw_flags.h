@@ -6,6 +6,8 @@
 
 namespace pemo {
 
+// Written by the firmware worker (firmware.cpp) only; read by the session (the
+// cached password) and by reboot and reset (control/extender.cpp).
 // Set while the firmware upgrade worker runs.
 inline std::atomic<bool> fw_upgrade_running{false};
 // Set once the new image is being written; reboot and factory reset do nothing then.

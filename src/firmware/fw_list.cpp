@@ -12,6 +12,7 @@
 #include "platform/json.h"
 #include "platform/probe_db.h"
 #include "platform/shell.h"
+#include "platform/lifetime.h"
 
 namespace pemo {
 namespace {
@@ -39,10 +40,7 @@ struct ExtenderFirmware {
   std::string rssi_mac;
 };
 
-ExtenderFirmware& state() {
-  static ExtenderFirmware s;
-  return s;
-}
+ExtenderFirmware& state() { return process_lifetime<ExtenderFirmware>(); }
 
 void ExtraInfo_get(ExtenderFirmware& s) {
   s.list.reset(json_object_new_object());

@@ -11,6 +11,7 @@
 #include "info/info.h"
 #include "platform/files.h"
 #include "platform/shell.h"
+#include "platform/lifetime.h"
 #include "wire/status.h"
 
 namespace pemo {
@@ -30,10 +31,7 @@ struct SpeedResults {
   float download = 0;
 };
 
-SpeedResults& speed_results() {
-  static SpeedResults results;
-  return results;
-}
+SpeedResults& speed_results() { return process_lifetime<SpeedResults>(); }
 
 enum class ServerState { kStopped, kRunning, kUnknown };
 

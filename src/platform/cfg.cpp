@@ -1,6 +1,7 @@
 // The agent's UCI operations on the project's own engine (uci.h).
 #include "platform/cfg.h"
 #include "platform/cfg_report.h"
+#include "platform/lifetime.h"
 #include "platform/log.h"
 
 namespace pemo {
@@ -9,10 +10,7 @@ namespace {
 using namespace cfg_report;
 
 // The package and save directories the agent uses: the platform's.
-const uci::Dirs& dirs() {
-  static const uci::Dirs fixed;
-  return fixed;
-}
+const uci::Dirs& dirs() { return process_lifetime<const uci::Dirs>(); }
 
 // Parses the path and loads its package: 0, -12 or -13.
 int open_path(std::string_view text, uci::Path& path, std::shared_ptr<const uci::Package>& package) {

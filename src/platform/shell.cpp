@@ -14,6 +14,7 @@
 
 #include "platform/fd.h"
 #include "platform/uci.h"
+#include "platform/lifetime.h"
 
 extern char** environ;
 
@@ -154,10 +155,7 @@ CommandRunner& runner() {
 
 }  // namespace
 
-CommandRunner& posix_runner() {
-  static PosixRunner instance;
-  return instance;
-}
+CommandRunner& posix_runner() { return process_lifetime<PosixRunner>(); }
 
 ScopedRunner::ScopedRunner(CommandRunner& r)
     : previous_(current_runner.exchange(&r, std::memory_order_acq_rel)) {}

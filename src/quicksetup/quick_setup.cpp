@@ -6,6 +6,7 @@
 #include "platform/cfg.h"
 #include "platform/files.h"
 #include "platform/shell.h"
+#include "platform/lifetime.h"
 #include "quicksetup/quicksetup.h"
 #include "contract/nodes.h"
 
@@ -16,15 +17,9 @@ constexpr int kTovi123 = 276;
 
 // The status reads share fixed temporary files with fixed names; one lock per
 // file keeps two connections from reading or removing each other's output.
-std::mutex& link_file_lock() {
-  static std::mutex lock;
-  return lock;
-}
+std::mutex& link_file_lock() { return process_lifetime<std::mutex, struct LinkFileTag>(); }
 
-std::mutex& wan_type_file_lock() {
-  static std::mutex lock;
-  return lock;
-}
+std::mutex& wan_type_file_lock() { return process_lifetime<std::mutex, struct WanTypeFileTag>(); }
 
 void wan_link_state_read(std::string& text) {
   std::lock_guard lock(link_file_lock());

@@ -1,5 +1,6 @@
 #include "request/param_tree.h"
 
+#include <type_traits>
 #include <vector>
 
 namespace pemo {
@@ -67,6 +68,10 @@ std::string ParamTree::path(int position) const {
   }
   return text;
 }
+
+// Read by every thread until the process ends; with nothing to tear down it needs
+// no process_lifetime.
+static_assert(std::is_trivially_destructible_v<ParamTree>);
 
 const ParamTree& param_tree() {
   static const ParamTree tree;

@@ -1,4 +1,5 @@
 #include "wifi/memory.h"
+#include "platform/lifetime.h"
 
 #include <mutex>
 
@@ -13,10 +14,7 @@ struct WifiMemory {
   GuestTime timer;
 };
 
-WifiMemory& memory() {
-  static WifiMemory m;
-  return m;
-}
+WifiMemory& memory() { return process_lifetime<WifiMemory>(); }
 
 }  // namespace
 
