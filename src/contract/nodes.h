@@ -64,6 +64,7 @@ inline constexpr int kRouter = 232;               // Device.X_Halvo_Ext.Router
 inline constexpr int kForwarding = 235;           // Device.X_Halvo_Ext.Router.IPv4Forwarding.{i}
 inline constexpr int kWanInfo = 245;              // Device.X_Halvo_Ext.DeviceInfo.WanInfo
 // Device.X_Halvo_Ext.Tovi123 (quick setup)
+inline constexpr int kTovi123 = 276;              // Tovi123
 inline constexpr int kWan = 282;                  // Tovi123.Wan
 inline constexpr int kWanStatic = 284;            // Tovi123.Wan.Static
 inline constexpr int kWanPppoe = 289;             // Tovi123.Wan.PPPoE

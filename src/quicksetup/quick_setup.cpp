@@ -13,8 +13,6 @@
 namespace pemo {
 namespace {
 
-constexpr int kTovi123 = 276;
-
 // The status reads share fixed temporary files with fixed names; one lock per
 // file keeps two connections from reading or removing each other's output.
 std::mutex& link_file_lock() { return process_lifetime<std::mutex, struct LinkFileTag>(); }
@@ -78,7 +76,7 @@ int wan_type_read(std::string& text) {
 int quick_setup_param_handler(std::string_view name, std::string_view value, ParseContext& context) {
   std::string& text = context.text;
   switch (context.node_parent) {
-    case kTovi123:
+    case node::kTovi123:
       if (name == "WiFiHWButton") wifi_button_state_read(text);
       else if (name == "WanHWConnection") wan_link_state_read(text);
       else if (name == "WanInternetConnection") internet_state_read(text);
