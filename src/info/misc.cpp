@@ -74,7 +74,7 @@ int web_server_stop() {
   return 0;
 }
 
-int speed_test_end(ParseContext& context) {
+int speed_test_end(std::string_view, ParseContext& context) {
   context.text = "1";
   float download = 0, upload = 0;
   unsigned char end_flag = 1;
@@ -113,6 +113,99 @@ void write_speed_test_urls(std::string_view value) {
   static_cast<void>(write_text_file(kSpeedTestUrlFile, lines));
 }
 
+
+// The node's own argument text is its answer (a count of zero for integer nodes).
+int keep_argument(std::string_view, ParseContext&) { return 0; }
+
+int radio_count(std::string_view, ParseContext& context) {
+  context.text = std::to_string(kNumberOfRadios);
+  return 0;
+}
+
+int security_modes(std::string_view, ParseContext& context) {
+  const int access_point = context.instance[0];
+  context.text = access_point == 0 || access_point == 4 ? "none,WPA2PSK" : "none,WPAPSK,WPA2PSK";
+  return 0;
+}
+
+// The two announcements of the application: echoed, and flagged when they are not
+// ours. An empty value does not match.
+int magic_number(std::string_view value, ParseContext& context) {
+  if (value.empty() || value != "Q5190") context.flags |= kFlagMagicMismatch;
+  context.text.assign(value);
+  return 0;
+}
+
+int app_version(std::string_view value, ParseContext& context) {
+  if (value.empty() || std::atoi(std::string(value).c_str()) != 1) context.flags |= kFlagVersionFail;
+  context.text.assign(value);
+  return 0;
+}
+
+int parental_rule_count(std::string_view, ParseContext& context) {
+  ShellResult r = shell_capture("cat /etc/config/parental | grep 'config parental_rule' | wc -l", 128);
+  if (r.status < 0 && !r.timed_out && r.output.empty()) return kPipeFailed;
+  context.text.assign(first_word(r.output));
+  return 0;
+}
+
+int speed_test_urls(std::string_view value, ParseContext&) {
+  if (!value.empty()) write_speed_test_urls(value);
+  return 0;
+}
+
+int speed_test_start(std::string_view value, ParseContext&) {
+  if (value == "Upload")
+    shell_fire(std::string("/usr/bin/SpeedTest -c 10 -f ") + kSpeedTestUrlFile + " -p 80 -s up -l 1000 &");
+  else if (value == "Download")
+    shell_fire(std::string("/usr/bin/SpeedTest -c 10 -f ") + kSpeedTestUrlFile +
+               " -p 80 -s down -u /speedtest/random3500x3500.jpg &");
+  return 0;
+}
+
+int upload_speed(std::string_view, ParseContext& context) {
+  std::lock_guard lock(speed_results().mutex);
+  context.text = format_speed(speed_results().upload);
+  return 0;
+}
+
+int download_speed(std::string_view, ParseContext& context) {
+  std::lock_guard lock(speed_results().mutex);
+  context.text = format_speed(speed_results().download);
+  return 0;
+}
+
+int server_port(std::string_view, ParseContext& context) {
+  context.text = std::to_string(kWebServerPort);
+  return 0;
+}
+
+int web_server_switch(std::string_view value, ParseContext&) {
+  return value == "1" ? web_server_start() : web_server_stop();
+}
+
+// The nodes misc_param_handler serves, by their catalogue argument.
+struct MiscRow {
+  std::string_view argument;
+  int (*serve)(std::string_view value, ParseContext& context);
+};
+constexpr MiscRow kMiscRows[] = {
+    {"0", radio_count},  // RadioNumberOfEntries
+    {"TOTAL_ASSOCIATION", keep_argument},
+    {"AP_ENTRY_NUM", keep_argument},
+    {"GET_SECURITY_MODES", security_modes},
+    {"GET_MAGIC_NUM", magic_number},
+    {"GET_APP_VER", app_version},
+    {"GET_PARENTAL_NOE", parental_rule_count},
+    {"SpeedTest_URL", speed_test_urls},
+    {"SpeedTest_Type", speed_test_start},
+    {"SpeedTestEnd", speed_test_end},
+    {"UploadSpeed", upload_speed},
+    {"DownloadSpeed", download_speed},
+    {"ServerPort", server_port},
+    {"Enable", web_server_switch},
+};
+
 }  // namespace
 
 SpeedTestResult parse_speed_test(std::string_view text) {
@@ -122,65 +215,9 @@ SpeedTestResult parse_speed_test(std::string_view text) {
   return result;
 }
 
-int misc_param_handler(std::string_view raw_name, std::string_view raw_value,
-                       ParseContext& context) {
-  const std::string_view name = cut_at_quotes(raw_name);
-  const std::string_view value = cut_at_quotes(raw_value);
-  const std::string argument = context.text;
-
-  if (argument == "TOTAL_ASSOCIATION" || argument == "AP_ENTRY_NUM") return 0;
-  if (name == "RadioNumberOfEntries") {
-    context.text = std::to_string(kNumberOfRadios);
-    return 0;
-  }
-  if (argument == "GET_SECURITY_MODES") {
-    const int access_point = context.instance[0];
-    context.text = access_point == 0 || access_point == 4 ? "none,WPA2PSK" : "none,WPAPSK,WPA2PSK";
-    return 0;
-  }
-  // The two announcements of the application: echoed, and flagged when they are not
-  // ours. An empty value does not match.
-  if (argument == "GET_MAGIC_NUM") {
-    if (value.empty() || value != "Q5190") context.flags |= kFlagMagicMismatch;
-    context.text.assign(value);
-    return 0;
-  }
-  if (argument == "GET_APP_VER") {
-    if (value.empty() || std::atoi(std::string(value).c_str()) != 1) context.flags |= kFlagVersionFail;
-    context.text.assign(value);
-    return 0;
-  }
-  if (argument == "GET_PARENTAL_NOE") {
-    ShellResult r = shell_capture("cat /etc/config/parental | grep 'config parental_rule' | wc -l", 128);
-    if (r.status < 0 && !r.timed_out && r.output.empty()) return kPipeFailed;
-    context.text.assign(first_word(r.output));
-    return 0;
-  }
-  if (argument == "SpeedTest_URL") {
-    if (!value.empty()) write_speed_test_urls(value);
-    return 0;
-  }
-  if (argument == "SpeedTest_Type") {
-    if (value == "Upload")
-      shell_fire(std::string("/usr/bin/SpeedTest -c 10 -f ") + kSpeedTestUrlFile +
-                " -p 80 -s up -l 1000 &");
-    else if (value == "Download")
-      shell_fire(std::string("/usr/bin/SpeedTest -c 10 -f ") + kSpeedTestUrlFile +
-                " -p 80 -s down -u /speedtest/random3500x3500.jpg &");
-    return 0;
-  }
-  if (argument == "SpeedTestEnd") return speed_test_end(context);
-  if (argument == "UploadSpeed" || argument == "DownloadSpeed") {
-    std::lock_guard lock(speed_results().mutex);
-    context.text = format_speed(argument == "UploadSpeed" ? speed_results().upload
-                                                          : speed_results().download);
-    return 0;
-  }
-  if (argument == "ServerPort") {
-    context.text = std::to_string(kWebServerPort);
-    return 0;
-  }
-  if (argument == "Enable") return value == "1" ? web_server_start() : web_server_stop();
+int misc_param_handler(std::string_view, std::string_view raw_value, ParseContext& context) {
+  for (const MiscRow& row : kMiscRows)
+    if (row.argument == context.text) return row.serve(cut_at_quotes(raw_value), context);
   return 0;  // the node answers its own argument text
 }
 
