@@ -118,56 +118,65 @@ void take_snapshot(std::string& text) {
   if (hosts != nullptr) hosts->table = std::move(table);  // the old one is released
 }
 
+// The members of Host.{i}, each read from the connection's snapshot row.
+struct HostMember {
+  std::string_view name;
+  void (*read)(const HostRow& host, std::string& text);
+};
+constexpr HostMember kHostMembers[] = {
+    {"HostName", [](const HostRow& host, std::string& text) { copy_cell(host.cell(kHostName), "unknown", text); }},
+    {"X_Halvo_HostType",
+     [](const HostRow& host, std::string& text) {
+       const char* type = host.cell(kHostType);
+       text = type != nullptr && std::strcmp(type, "0") != 0 ? std::string(type, strnlen(type, kMaxText)) : "1";
+     }},
+    {"PhysAddress",
+     [](const HostRow& host, std::string& text) {
+       copy_cell(host.cell(host.is(kDevType, "L2Device") ? kAlMac : kDevMac), "N/A", text);
+     }},
+    {"IPAddress", [](const HostRow& host, std::string& text) { copy_cell(host.cell(kIpAddress), "N/A", text); }},
+    {"X_Halvo_CapabilityType",
+     [](const HostRow& host, std::string& text) {
+       copy_cell(host.cell(kDevType), "", text);
+       if (text != "L2Device") return;
+       std::string version = "0";
+       const char* mac = host.cell(kAlMac);
+       probe_db_lookup("SELECT AppVersion FROM DevFunc WHERE [ALMac]='%s';", mac != nullptr ? mac : "", version);
+       if (std::atof(version.c_str()) > app_version()) text = "Client";
+     }},
+    {"X_Halvo_ConnectionType",
+     [](const HostRow& host, std::string& text) {
+       copy_cell(host.cell(kConnType), "", text);
+       if (text.find("WiFi") != std::string::npos) text = "WiFi";
+     }},
+    {"X_Halvo_DeviceName",
+     [](const HostRow& host, std::string& text) {
+       copy_cell(host.cell(kDevName), "unknown", text);
+       if (text == "unknown") copy_cell(host.cell(kManufacturer), "unknown", text);
+     }},
+    {"X_Halvo_PhyRate", [](const HostRow& host, std::string& text) { copy_cell(host.cell(kPhyRate), "0", text); }},
+    {"X_Halvo_SoftwareVersion",
+     [](const HostRow& host, std::string& text) {
+       text = "N/A";
+       JsonPtr info = extra_info(host);
+       if (const auto version = json_text(json_member(info.get(), "FirmwareVersion")))
+         text.assign(version->substr(0, kMaxText));
+     }},
+    {"X_Halvo_Neighbor", [](const HostRow& host, std::string& text) { copy_cell(host.cell(kNeighbor), "unknown", text); }},
+    {"X_Halvo_DL_Rate", [](const HostRow& host, std::string& text) { database_extra_info_get(host, "RxDataRate", text); }},
+    {"X_Halvo_UL_Rate", [](const HostRow& host, std::string& text) { database_extra_info_get(host, "TxDataRate", text); }},
+    {"X_Halvo_Manufacturer",
+     [](const HostRow& host, std::string& text) { copy_cell(host.cell(kManufacturer), "unknown", text); }},
+    {"X_Halvo_Channel_24G", [](const HostRow& host, std::string& text) { channel(host, true, text); }},
+    {"X_Halvo_Channel_5G", [](const HostRow& host, std::string& text) { channel(host, false, text); }},
+};
+
 void host_parameter_get(std::string_view name, ParseContext& context) {
   log_msg(kLogDebug, "%s : name %.*s\n", "host_parameter_get", static_cast<int>(name.size()),
           name.data());
-  std::string& text = context.text;
-  if (name == "HostNumberOfEntries") return take_snapshot(text);
-  const HostRow host = innermost_host(context);
-  if (name == "HostName") {
-    copy_cell(host.cell(kHostName), "unknown", text);
-  } else if (name == "X_Halvo_HostType") {
-    const char* type = host.cell(kHostType);
-    text = type != nullptr && std::strcmp(type, "0") != 0 ? std::string(type, strnlen(type, kMaxText)) : "1";
-  } else if (name == "PhysAddress") {
-    copy_cell(host.cell(host.is(kDevType, "L2Device") ? kAlMac : kDevMac), "N/A", text);
-  } else if (name == "IPAddress") {
-    copy_cell(host.cell(kIpAddress), "N/A", text);
-  } else if (name == "X_Halvo_CapabilityType") {
-    copy_cell(host.cell(kDevType), "", text);
-    if (text == "L2Device") {
-      std::string version = "0";
-      const char* mac = host.cell(kAlMac);
-      probe_db_lookup("SELECT AppVersion FROM DevFunc WHERE [ALMac]='%s';", mac != nullptr ? mac : "",
-                      version);
-      if (std::atof(version.c_str()) > app_version()) text = "Client";
-    }
-  } else if (name == "X_Halvo_ConnectionType") {
-    copy_cell(host.cell(kConnType), "", text);
-    if (text.find("WiFi") != std::string::npos) text = "WiFi";
-  } else if (name == "X_Halvo_DeviceName") {
-    copy_cell(host.cell(kDevName), "unknown", text);
-    if (text == "unknown") copy_cell(host.cell(kManufacturer), "unknown", text);
-  } else if (name == "X_Halvo_PhyRate") {
-    copy_cell(host.cell(kPhyRate), "0", text);
-  } else if (name == "X_Halvo_SoftwareVersion") {
-    text = "N/A";
-    JsonPtr info = extra_info(host);
-    if (const auto version = json_text(json_member(info.get(), "FirmwareVersion")))
-      text.assign(version->substr(0, kMaxText));
-  } else if (name == "X_Halvo_Neighbor") {
-    copy_cell(host.cell(kNeighbor), "unknown", text);
-  } else if (name == "X_Halvo_DL_Rate") {
-    database_extra_info_get(host, "RxDataRate", text);
-  } else if (name == "X_Halvo_UL_Rate") {
-    database_extra_info_get(host, "TxDataRate", text);
-  } else if (name == "X_Halvo_Manufacturer") {
-    copy_cell(host.cell(kManufacturer), "unknown", text);
-  } else if (name == "X_Halvo_Channel_24G") {
-    channel(host, true, text);
-  } else if (name == "X_Halvo_Channel_5G") {
-    channel(host, false, text);
-  }
+  if (name == "HostNumberOfEntries") return take_snapshot(context.text);
+  for (const HostMember& member : kHostMembers)
+    if (member.name == name) return member.read(innermost_host(context), context.text);
 }
 
 void up_time(std::string& text) {
@@ -216,6 +225,18 @@ int change_host(const std::string& mac, bool name_change, std::string_view value
   return rc;
 }
 
+// Values of the gateway itself, served by the same handler wherever they stand.
+struct GatewayValue {
+  std::string_view name;
+  void (*read)(std::string& text);
+};
+constexpr GatewayValue kGatewayValues[] = {
+    {"UpTime", up_time},
+    {"SystemTime", system_time},
+    {"CPUUsage", cpu_usage},
+    {"GatewayDescription", [](std::string& text) { text = "1"; }},
+};
+
 int host_set(std::string_view name, std::string_view raw_value, ParseContext& context) {
   const std::string_view value = cut_at_quotes(raw_value);
   if (value.empty()) return kEmptySetValue;
@@ -237,17 +258,13 @@ int host_set(std::string_view name, std::string_view raw_value, ParseContext& co
 
 int host_param_handler(std::string_view name, std::string_view value, ParseContext& context) {
   if (context.is_set()) return host_set(name, value, context);
-  if (name == "UpTime") {
-    up_time(context.text);
-  } else if (name == "SystemTime") {
-    system_time(context.text);
-  } else if (name == "CPUUsage") {
-    cpu_usage(context.text);
-  } else if (name == "GatewayDescription") {
-    context.text = "1";
-  } else if (context.node_parent == node::kHostInstance || context.node_parent == node::kHosts) {
-    host_parameter_get(name, context);
+  for (const GatewayValue& gateway : kGatewayValues) {
+    if (gateway.name != name) continue;
+    gateway.read(context.text);
+    return 0;
   }
+  if (context.node_parent == node::kHostInstance || context.node_parent == node::kHosts)
+    host_parameter_get(name, context);
   return 0;
 }
 
