@@ -197,24 +197,51 @@ void wan_information(std::string_view name, std::string& text) {
 }  // namespace
 
 int diag_param_handler(std::string_view name, std::string_view value, ParseContext& context) {
-  std::string& text = context.text;
-  const int instance = context.innermost_instance();
-  if (!context.is_set()) {
-    switch (context.node_parent) {
-      case node::kExtenderFwCfg: return l2devCtrl_FWcfg_func_get(name, text, value);
-      case node::kRouteHop: traceroute_get(name, instance, text); return 0;
-      case node::kRouter: route_table(name, text); return 0;
-      case node::kForwarding: ipv4_fwd_get(name, instance, text); return 0;
-      case node::kWanInfo: wan_information(name, text); return 0;
-      default: return 0;
-    }
+  using Serve = int (*)(std::string_view name, std::string_view value, ParseContext& context);
+  // The objects this handler serves, by node name; a missing direction does nothing.
+  struct DiagRow {
+    int parent;
+    Serve get, set;
+  };
+  static constexpr DiagRow kRows[] = {
+      {node::kExtenderFwCfg,
+       [](std::string_view n, std::string_view v, ParseContext& c) { return l2devCtrl_FWcfg_func_get(n, c.text, v); },
+       [](std::string_view n, std::string_view v, ParseContext&) { return l2devCtrl_FWcfg_func_set(n, v); }},
+      {node::kTraceRoute, nullptr,
+       [](std::string_view n, std::string_view v, ParseContext& c) { return ip_traceroute(n, v, c.text); }},
+      {node::kExtenderAutoCfg, nullptr,
+       [](std::string_view n, std::string_view v, ParseContext&) { return l2devCtrl_auto_config_func_set(n, v); }},
+      {node::kRouteHop,
+       [](std::string_view n, std::string_view, ParseContext& c) {
+         traceroute_get(n, c.innermost_instance(), c.text);
+         return 0;
+       },
+       nullptr},
+      {node::kRouter,
+       [](std::string_view n, std::string_view, ParseContext& c) {
+         route_table(n, c.text);
+         return 0;
+       },
+       nullptr},
+      {node::kForwarding,
+       [](std::string_view n, std::string_view, ParseContext& c) {
+         ipv4_fwd_get(n, c.innermost_instance(), c.text);
+         return 0;
+       },
+       nullptr},
+      {node::kWanInfo,
+       [](std::string_view n, std::string_view, ParseContext& c) {
+         wan_information(n, c.text);
+         return 0;
+       },
+       nullptr},
+  };
+  for (const DiagRow& row : kRows) {
+    if (row.parent != context.node_parent) continue;
+    const Serve serve = context.is_set() ? row.set : row.get;
+    return serve != nullptr ? serve(name, value, context) : 0;
   }
-  switch (context.node_parent) {
-    case node::kExtenderFwCfg: return l2devCtrl_FWcfg_func_set(name, value);
-    case node::kTraceRoute: return ip_traceroute(name, value, text);
-    case node::kExtenderAutoCfg: return l2devCtrl_auto_config_func_set(name, value);
-    default: return 0;
-  }
+  return 0;
 }
 
 }  // namespace pemo
