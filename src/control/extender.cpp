@@ -9,6 +9,7 @@
 
 #include "firmware/fw_flags.h"
 #include "platform/cfg.h"
+#include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/probe_db.h"
 #include "platform/shell.h"
@@ -36,15 +37,15 @@ std::string command_for(DevCtrlAction action, const std::string& value) {
 
 // The first line of the tool's answer file, polled until one can be read.
 bool wait_for_answer(std::chrono::milliseconds wait, std::string& line) {
-  const auto deadline = std::chrono::steady_clock::now() + wait;
+  const auto deadline = clock_now() + wait;
   for (;;) {
     std::string text;
     if (read_text_file("/tmp/1905ReturnValue", text, 4096) && !text.empty()) {
       line = text.substr(0, std::min(text.find('\n'), std::size_t{15}));
       return true;
     }
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    if (clock_now() >= deadline) return false;
+    clock_sleep(std::chrono::milliseconds(100));
   }
 }
 
@@ -67,7 +68,7 @@ int dev_Ctrl(DevCtrlAction action, std::string_view value, std::chrono::millisec
   const int status = shell_run(command);
   std::printf("%s : syscmd %s\n", "dev_Ctrl", command.c_str());
   if (!ran_to_end(status)) return kToolFailed;
-  std::this_thread::sleep_for(std::chrono::seconds(1));
+  clock_sleep(std::chrono::seconds(1));
   std::string answer;
   if (!wait_for_answer(answer_wait, answer) || answer.find("00") == std::string::npos) return kToolFailed;
   if (action == kAutoConfigSwitch) {

@@ -20,6 +20,7 @@
 #include "wire/frame.h"
 #include "info/identity.h"
 #include "platform/cfg.h"
+#include "platform/clock.h"
 #include "platform/fd.h"
 #include "platform/files.h"
 #include "platform/json.h"
@@ -227,7 +228,7 @@ void app_discover_main() {
     // No datagram is read before the probe database can be opened.
     while (!probe_db_ready()) {
       static_cast<void>(probe_db_open());  // the loop asks whether it is ready
-      std::this_thread::sleep_for(std::chrono::seconds(1));
+      clock_sleep(std::chrono::seconds(1));
     }
     sockaddr_in sender{};
     socklen_t sender_length = sizeof sender;
@@ -274,7 +275,7 @@ void app_discover_main() {
     }
     log_msg(kLogInfo, "%s : Resp Payload: %.*s\n", "app_discover_main", static_cast<int>(length - 4),
             buffer.data() + 4);
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    clock_sleep(std::chrono::milliseconds(500));
     ssize_t sent = send_to_sender(buffer.data(), length);
     if (sent < 0) {
       std::perror("sendto");

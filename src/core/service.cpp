@@ -21,6 +21,7 @@
 #include "wire/frame.h"
 #include "core/session.h"
 #include "core/wan_watch.h"
+#include "platform/clock.h"
 #include "platform/fd.h"
 #include "platform/files.h"
 #include "platform/log.h"
@@ -111,7 +112,7 @@ int open_listener() {
       std::fflush(nullptr);
     std::_Exit(1);
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    clock_sleep(std::chrono::milliseconds(500));
   }
 }
 

@@ -9,6 +9,7 @@
 
 #include "contract/connection.h"
 #include "diag/probes.h"
+#include "platform/clock.h"
 #include "platform/thread.h"
 #include "platform/lifetime.h"
 
@@ -33,7 +34,7 @@ void wan_chk_func() {
     }
     wan_ping_probe();
     wan_port_speed_probe();
-    std::this_thread::sleep_for(std::chrono::seconds(1));
+    clock_sleep(std::chrono::seconds(1));
   }
 }
 

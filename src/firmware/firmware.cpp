@@ -7,9 +7,8 @@
 #include <cstdio>
 #include <mutex>
 #include <thread>
-#include <utility>
 
-#include "firmware/download_seam.h"
+#include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/thread.h"
@@ -24,12 +23,9 @@ enum FwState : int { kStateFailed = 0, kStateIdle = 1, kStateDownloading = 2, kS
 
 std::mutex& fw_status_lock() { return process_lifetime<std::mutex, struct StatusFileTag>(); }
 
-struct DownloadWaitSetting {
-  std::mutex mutex;
-  DownloadWait wait;
-};
-
-DownloadWaitSetting& download_wait() { return process_lifetime<DownloadWaitSetting>(); }
+// The download is polled every 2 s, 45 times at most (the gateway's wait).
+constexpr std::chrono::seconds kDownloadPoll{2};
+constexpr int kDownloadPolls = 45;
 
 void write_state(int state) {
   std::lock_guard lock(fw_status_lock());
@@ -51,14 +47,9 @@ int download() {
   if (!write_text_file("/tmp/get_online_fw", "downloading")) return kFileError;
   // The locator goes to the tool as one quoted argument (without a line end).
   shell_fire("get_online_fw " + shell_quote(locator) + " &");
-  DownloadWait wait;
-  {
-    std::lock_guard lock(download_wait().mutex);
-    wait = download_wait().wait;
-  }
   std::string word = "downloading";
-  for (int k = 0; k < wait.steps; ++k) {
-    std::this_thread::sleep_for(wait.step);
+  for (int k = 0; k < kDownloadPolls; ++k) {
+    clock_sleep(kDownloadPoll);
     std::string text;
     if (read_text_file("/tmp/get_online_fw", text, 256)) word = std::string(first_word(text));
     if (word == "success" || word == "fail") break;
@@ -168,16 +159,6 @@ std::string firmware_info_value(const std::string& text, std::string_view label)
     return std::string(first_word(std::string_view(line).substr(colon + 1)));
   }
   return {};
-}
-
-ScopedDownloadWait::ScopedDownloadWait(DownloadWait wait) {
-  std::lock_guard lock(download_wait().mutex);
-  previous_ = std::exchange(download_wait().wait, wait);
-}
-
-ScopedDownloadWait::~ScopedDownloadWait() {
-  std::lock_guard lock(download_wait().mutex);
-  download_wait().wait = previous_;
 }
 
 int get_online_info(bool query, std::string& version) {

@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include "info/info.h"
+#include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "platform/lifetime.h"
@@ -63,7 +64,7 @@ int web_server_start() {
   if (web_server().state != ServerState::kStopped) return kBusy;
   shell_fire(std::string(kWebServer) + " -p " + std::to_string(kWebServerPort) + " -P " +
             kWebServerPidFile + " &");
-  std::this_thread::sleep_for(std::chrono::seconds(2));
+  clock_sleep(std::chrono::seconds(2));
   return 0;
 }
 

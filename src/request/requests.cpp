@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "platform/cfg.h"
+#include "platform/clock.h"
 #include "platform/json.h"
 #include "platform/log.h"
 #include "platform/thread.h"
@@ -70,14 +71,14 @@ int doParaSetReq(std::span<char, kMaxPayload> payload, int length) {
   if ((context.flags & kFlagWifiApply) != 0) {
     // The reply leaves before Wi-Fi restarts: the session answers "{}" and closes.
     int rc = spawn_detached([] {
-      std::this_thread::sleep_for(std::chrono::seconds(1));
+      clock_sleep(std::chrono::seconds(1));
       static_cast<void>(apply_wireless());  // the reply has gone: nobody is left to tell
     });
     return rc == 0 ? 1 : kStatusWorker;
   }
   if ((context.flags & kFlagWan) != 0) {
     int rc = spawn_detached([] {
-      std::this_thread::sleep_for(std::chrono::seconds(1));
+      clock_sleep(std::chrono::seconds(1));
       static_cast<void>(wan_apply());  // the reply has gone: nobody is left to tell
     });
     return rc == 0 ? 0 : kStatusWorker;

@@ -16,6 +16,7 @@
 #include "platform/json.h"
 #include "platform/probe_db.h"
 #include "platform/probe_db_seam.h"
+#include "support/clock.h"
 #include "support/probe.h"
 #include "support/sandbox.h"
 
@@ -173,6 +174,8 @@ TEST_F(DiscoveryService, HeadersAreCheckedLastFailureWinning) {
 TEST(DiscoveryWait, NothingIsServedUntilTheDatabaseExists) {
   PEMO_REQUIRE_SANDBOX();
   test::seed_system_package();
+  test::ManualClock& clock = test::process_clock(test::ManualClock::Mode::kAdvanceByTest);
+  ScopedClock scoped_clock(clock);
   std::thread(app_discover_main).detach();
   UniqueFd sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   sockaddr_in agent{};
@@ -180,11 +183,19 @@ TEST(DiscoveryWait, NothingIsServedUntilTheDatabaseExists) {
   agent.sin_port = htons(kServicePort);
   agent.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   const std::string datagram = header(2, 5, 1) + "x";
-  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  ASSERT_TRUE(clock.wait_for_sleepers(1));  // the loop waits for the database, a second at a time
   sendto(sock.get(), datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&agent), sizeof agent);
   pollfd waiting{sock.get(), POLLIN, 0};
-  EXPECT_EQ(poll(&waiting, 1, 1500), 0) << "answered without a database";
+  for (int round = 0; round < 3; ++round) {
+    clock.advance(std::chrono::seconds(1));
+    ASSERT_TRUE(clock.wait_for_sleepers(1));
+  }
+  EXPECT_EQ(poll(&waiting, 1, 100), 0) << "answered without a database";
   test::seed_probe_db(kProbeDbPath);
+  clock.advance(std::chrono::seconds(1));   // opened now, and found open a second later
+  ASSERT_TRUE(clock.wait_for_sleepers(1));
+  EXPECT_EQ(poll(&waiting, 1, 100), 0) << "answered before the database was found open";
+  clock.advance(std::chrono::seconds(1));
   EXPECT_EQ(poll(&waiting, 1, 4000), 1) << "no answer once the database appeared";
   probe_db_close();
 }

@@ -136,22 +136,30 @@ TEST(WanWatcher, ProbesOnlyWhileConnectionsAreOpen) {
   recorder.answer("ping", ShellResult{0, false, {}});
   recorder.answer("portspeed", ShellResult{0, false, "Port 4: off-link\n"});
   ScopedRunner scoped(recorder);
+  test::ManualClock& clock = test::process_clock(test::ManualClock::Mode::kAdvanceByTest);
+  ScopedClock scoped_clock(clock);
   test::write_file("/tmp/ping.wan", "6 packets transmitted, 6 packets received\n");
   wan_chk_init();
-  std::this_thread::sleep_for(300ms);
+  std::this_thread::sleep_for(100ms);  // a watcher that probed unasked would have by now
+  clock.advance(5s);
   EXPECT_TRUE(recorder.commands().empty()) << "no ping while no connection is open";
   active_connections = 1;
   wan_first_connection();
   EXPECT_EQ(recorder.commands().at(0), "ping -c 6 8.8.8.8 > /tmp/ping.wan 2>&1");
   EXPECT_EQ(wan_ping_ok.load(), 1);
   EXPECT_EQ(wan_port_speed.load(), 0);
-  std::this_thread::sleep_for(1500ms);
-  EXPECT_GE(recorder.commands().size(), 4u) << "the watcher probes on while connected";
+  // The watcher probes once, then once a second while connected.
+  ASSERT_TRUE(clock.wait_for_sleepers(1));
+  EXPECT_EQ(recorder.count(), 4u);
+  clock.advance(999ms);
+  EXPECT_EQ(recorder.count(), 4u);
+  clock.advance(1ms);
+  ASSERT_TRUE(clock.wait_for_sleepers(1));
+  EXPECT_EQ(recorder.count(), 6u);
   active_connections = 0;
-  std::this_thread::sleep_for(1200ms);
-  const auto settled = recorder.commands().size();
-  std::this_thread::sleep_for(1200ms);
-  EXPECT_EQ(recorder.commands().size(), settled);
+  clock.advance(1s);  // the round under way ends; the watcher then waits for a connection
+  clock.advance(10s);
+  EXPECT_EQ(recorder.count(), 6u);
 }
 
 }  // namespace

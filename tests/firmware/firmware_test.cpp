@@ -1,7 +1,6 @@
 // Gateway firmware update and the extender firmware list, against a platform
 // whose tools answer as a test scenario says.
 #include "firmware/firmware.h"
-#include "firmware/download_seam.h"
 
 #include <thread>
 
@@ -47,7 +46,6 @@ class Firmware : public test::HandlerTest {
     for (int k = 0; k < 200 && fw_upgrade_running && !runner_.ran("do_fw_upgrade.sh &"); ++k)
       std::this_thread::sleep_for(10ms);
   }
-  ScopedDownloadWait wait_{{20ms, 5}};
 };
 
 TEST_F(Firmware, VersionsOnlineAndRunning) {

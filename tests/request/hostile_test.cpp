@@ -9,7 +9,6 @@
 #include <set>
 #include <thread>
 
-#include "firmware/download_seam.h"
 #include "request/param_tree.h"
 #include "support/documents.h"
 #include "support/handler.h"
@@ -42,7 +41,6 @@ class HostileValues : public test::HandlerTest {
 
   void sweep(std::size_t half);
   std::vector<int> leaves_;
-  ScopedDownloadWait wait_{{std::chrono::milliseconds(1), 1}};
 };
 
 // The values in two halves, each its own test, so that sanitized builds run them side by side.

@@ -6,6 +6,7 @@
 #include <array>
 #include <thread>
 
+#include "support/clock.h"
 #include "support/sandbox.h"
 
 namespace pemo {
@@ -32,6 +33,9 @@ class Requests : public testing::Test {
   std::array<char, kMaxPayload> buffer_{};
   test::RecordingRunner recorder_;
   ScopedRunner scoped_{recorder_};
+  // The applies a second after a set wait until a test moves time on.
+  test::ManualClock& clock_ = test::process_clock(test::ManualClock::Mode::kAdvanceByTest);
+  ScopedClock scoped_clock_{clock_};
 };
 
 TEST_F(Requests, FeatureListCarriesTheMagicNumber) {
@@ -92,15 +96,16 @@ TEST_F(Requests, AppliesRunAboutOneSecondAfterTheSet) {
                    "config interface 'wan'\n\toption proto 'dhcp'\nconfig general 'general'\n");
   ASSERT_EQ(serve(doParaSetReq, R"({"Device":{"WiFi":{}}})"), "<1>");
   ASSERT_EQ(serve(doParaSetReq, R"({"Device":{"X_Halvo_Ext":{"Tovi123":{"Wan":{}}}}})"), "<0>");
-  auto applied = [this](const std::string& command) {
-    for (const std::string& c : recorder_.commands())
-      if (c == command) return true;
-    return false;
-  };
-  EXPECT_FALSE(applied("/sbin/uci_apply 'wireless'"));
-  std::this_thread::sleep_for(1500ms);
-  EXPECT_TRUE(applied("/sbin/uci_apply 'wireless'"));
-  EXPECT_TRUE(applied("/sbin/uci_apply 'network'"));
+  ASSERT_TRUE(clock_.wait_for_sleepers(2));
+  clock_.advance(999ms);
+  EXPECT_FALSE(recorder_.ran("/sbin/uci_apply 'wireless'"));
+  EXPECT_FALSE(recorder_.ran("/sbin/uci_apply 'network'"));
+  clock_.advance(1ms);
+  // The workers run on once their pause ended: wait for them, in real time.
+  for (int k = 0; k < 500 && !(recorder_.ran("/sbin/uci_apply 'wireless'") && recorder_.ran("/sbin/uci_apply 'network'")); ++k)
+    std::this_thread::sleep_for(10ms);
+  EXPECT_TRUE(recorder_.ran("/sbin/uci_apply 'wireless'"));
+  EXPECT_TRUE(recorder_.ran("/sbin/uci_apply 'network'"));
   const std::string network = test::read_file("/etc/config/network");
   EXPECT_NE(network.find("option IP_version 'IPv4_Only'"), std::string::npos) << network;
   EXPECT_NE(network.find("option config_section 'wan'"), std::string::npos);

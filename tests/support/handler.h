@@ -15,6 +15,7 @@
 #include "platform/probe_db.h"
 #include "platform/probe_db_seam.h"
 #include "contract/features.h"
+#include "support/clock.h"
 #include "support/probe.h"
 #include "support/sandbox.h"
 #include "support/walk.h"
@@ -55,6 +56,8 @@ class HandlerTest : public testing::Test {
   static std::string cell(const std::string& query) { return sql(kProbeDbPath, query).at(0).at(0); }
   RecordingRunner runner_;
   ScopedRunner scoped_{runner_};
+  // The product's pauses (polls, the apply delay, tool waits) pass at once.
+  ScopedClock clock_{process_clock(ManualClock::Mode::kAdvanceOnSleep)};
 };
 
 }  // namespace pemo::test
