@@ -75,7 +75,10 @@ int do_traceroute(DiagSession& record) {
   return static_cast<int>(hops.size());
 }
 
-int ip_traceroute(std::string_view name, std::string_view value, std::string& text) {
+// The nodes below take the handler's arguments, so that its table names them directly.
+
+int ip_traceroute(std::string_view name, std::string_view value, ParseContext& context) {
+  std::string& text = context.text;
   DiagSession* record = own_diag("ip_traceroute");
   if (record == nullptr) return 0;
   if (name == "DiagnosticsState") {
@@ -106,21 +109,22 @@ void list_member(const JsonPtr& list, int index, std::string_view name, std::str
   if (const auto member = json_text(json_member(element, std::string(name).c_str()))) text = *member;
 }
 
-void traceroute_get(std::string_view name, int instance, std::string& text) {
+int traceroute_get(std::string_view name, std::string_view, ParseContext& context) {
   DiagSession* record = own_diag("traceroute_get");
-  if (record == nullptr) return;
-  list_member(record->trace_results, instance - 1, name, text);
+  if (record != nullptr) list_member(record->trace_results, context.innermost_instance() - 1, name, context.text);
+  return 0;
 }
 
-void route_table(std::string_view name, std::string& text) {
-  if (name != "IPv4ForwardingNumberOfEntries") return;
+int route_table(std::string_view name, std::string_view, ParseContext& context) {
+  std::string& text = context.text;
+  if (name != "IPv4ForwardingNumberOfEntries") return 0;
   DiagSession* record = own_diag("route_table");
-  if (record == nullptr) return;
+  if (record == nullptr) return 0;
   record->route_results.reset();
   ShellResult r = shell_capture("route");
   if (r.status < 0 && r.output.empty()) {
     text = "0";
-    return;
+    return 0;
   }
   record->route_results.reset(json_object_new_array());
   const std::vector<Route> routes = parse_routes(r.output);
@@ -133,12 +137,13 @@ void route_table(std::string_view name, std::string& text) {
     json_object_array_add(record->route_results.get(), entry);
   }
   text = std::to_string(routes.size());
+  return 0;
 }
 
-void ipv4_fwd_get(std::string_view name, int instance, std::string& text) {
+int ipv4_fwd_get(std::string_view name, std::string_view, ParseContext& context) {
   DiagSession* record = own_diag("ipv4_fwd_get");
-  if (record == nullptr) return;
-  list_member(record->route_results, instance - 1, name, text);
+  if (record != nullptr) list_member(record->route_results, context.innermost_instance() - 1, name, context.text);
+  return 0;
 }
 
 // The WAN record, refreshed only by WanStatus; refresh and reads are serialised.
@@ -173,7 +178,8 @@ void wan_refresh(WanInfoRecord& record) {
   }
 }
 
-void wan_information(std::string_view name, std::string& text) {
+int wan_information(std::string_view name, std::string_view, ParseContext& context) {
+  std::string& text = context.text;
   WanInfoRecord& record = wan_record();
   std::lock_guard lock(record.mutex);
   if (name == "WanStatus") {
@@ -192,6 +198,7 @@ void wan_information(std::string_view name, std::string& text) {
     record.tx_rate = std::max(record.tx_rate, 0);
     text = std::to_string(record.tx_rate);
   }
+  return 0;
 }
 
 }  // namespace
@@ -207,34 +214,13 @@ int diag_param_handler(std::string_view name, std::string_view value, ParseConte
       {node::kExtenderFwCfg,
        [](std::string_view n, std::string_view v, ParseContext& c) { return l2devCtrl_FWcfg_func_get(n, c.text, v); },
        [](std::string_view n, std::string_view v, ParseContext&) { return l2devCtrl_FWcfg_func_set(n, v); }},
-      {node::kTraceRoute, nullptr,
-       [](std::string_view n, std::string_view v, ParseContext& c) { return ip_traceroute(n, v, c.text); }},
+      {node::kTraceRoute, nullptr, ip_traceroute},
       {node::kExtenderAutoCfg, nullptr,
        [](std::string_view n, std::string_view v, ParseContext&) { return l2devCtrl_auto_config_func_set(n, v); }},
-      {node::kRouteHop,
-       [](std::string_view n, std::string_view, ParseContext& c) {
-         traceroute_get(n, c.innermost_instance(), c.text);
-         return 0;
-       },
-       nullptr},
-      {node::kRouter,
-       [](std::string_view n, std::string_view, ParseContext& c) {
-         route_table(n, c.text);
-         return 0;
-       },
-       nullptr},
-      {node::kForwarding,
-       [](std::string_view n, std::string_view, ParseContext& c) {
-         ipv4_fwd_get(n, c.innermost_instance(), c.text);
-         return 0;
-       },
-       nullptr},
-      {node::kWanInfo,
-       [](std::string_view n, std::string_view, ParseContext& c) {
-         wan_information(n, c.text);
-         return 0;
-       },
-       nullptr},
+      {node::kRouteHop, traceroute_get, nullptr},
+      {node::kRouter, route_table, nullptr},
+      {node::kForwarding, ipv4_fwd_get, nullptr},
+      {node::kWanInfo, wan_information, nullptr},
   };
   for (const DiagRow& row : kRows) {
     if (row.parent != context.node_parent) continue;
