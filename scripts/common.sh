@@ -19,7 +19,9 @@ install_packages() {
     exit 1
   fi
   echo "installing: ${missing[*]}"
-  apt-get update -qq
+  # An index that a mirror is still syncing must not stop the others: the
+  # install below says clearly what it then cannot find.
+  apt-get update -qq || echo "apt-get update reported errors; installing with the indexes it has" >&2
   DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${missing[@]}" >/dev/null
 }
 

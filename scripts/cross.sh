@@ -18,8 +18,7 @@ dir=$ROOT/build-cross-$arch
 sysroot=$dir/sysroot
 if [ ! -f "$sysroot/.unpacked" ]; then
   dpkg --print-foreign-architectures | grep -qx "$arch" || dpkg --add-architecture "$arch"
-  # A mirror that is syncing one index must not stop the others from arriving.
-  apt-get update -qq || true
+  apt-get update -qq || echo "apt-get update reported errors; downloading with the indexes it has" >&2
   mkdir -p "$dir/debs" "$sysroot"
   (cd "$dir/debs" && chmod 777 . && apt-get download -q \
     "libjson-c-dev:$arch" "libjson-c5:$arch" "libsqlite3-dev:$arch" "libsqlite3-0:$arch" "libgtest-dev:$arch")
