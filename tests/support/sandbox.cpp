@@ -143,8 +143,10 @@ pid_t spawn_logged(const std::vector<std::string>& words, const std::string& log
 }
 
 void seed_system_package(std::string_view password) {
-  std::string text = "config system 'main'\n\toption hostname 'HomeGate'\n\toption pwd ";
-  text += password.empty() ? "''" : "'" + std::string(password) + "'";
+  // An option with an empty value is no option (as in libuci): a list of one
+  // empty item is how a file holds an empty password.
+  std::string text = "config system 'main'\n\toption hostname 'HomeGate'\n\t";
+  text += password.empty() ? "list pwd ''" : "option pwd '" + std::string(password) + "'";
   text += "\n";
   write_file("/etc/config/system", text);
 }
