@@ -20,7 +20,7 @@ if [ ! -f "$sysroot/.unpacked" ]; then
   dpkg --print-foreign-architectures | grep -qx "$arch" || dpkg --add-architecture "$arch"
   apt-get update -qq || echo "apt-get update reported errors; downloading with the indexes it has" >&2
   mkdir -p "$dir/debs" "$sysroot"
-  (cd "$dir/debs" && chmod 777 . && apt-get download -q \
+  (cd "$dir/debs" && apt-get download -q \
     "libjson-c-dev:$arch" "libjson-c5:$arch" "libsqlite3-dev:$arch" "libsqlite3-0:$arch" "libgtest-dev:$arch")
   for deb in "$dir"/debs/*.deb; do dpkg -x "$deb" "$sysroot"; done
   touch "$sysroot/.unpacked"
