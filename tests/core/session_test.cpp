@@ -20,68 +20,60 @@ namespace {
 
 using test::seed_system_package;
 
-// One served connection: the agent side runs tcp_handler on its own thread.
-class Peer {
- public:
-  Peer() {
-    int fds[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) throw std::runtime_error("socketpair");
-    fd_ = UniqueFd(fds[0]);
-    timeval tv{5, 0};
-    setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    server_ = std::thread([agent = UniqueFd(fds[1])]() mutable { tcp_handler(std::move(agent)); });
-  }
-  ~Peer() {
-    fd_.reset();
-    server_.join();
-  }
-
-  void send(std::string_view bytes) {
-    ASSERT_EQ(::send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL),
-              static_cast<ssize_t>(bytes.size()));
-  }
-  void request(std::uint8_t type, std::string_view text, std::string_view key = "5927") {
-    HeaderBytes h = encode_header({1, type, static_cast<std::int16_t>(text.size())});
-    send(std::string(reinterpret_cast<char*>(h.data()), 4) + client::crypt(text, key));
-  }
-  // The next reply header as raw bytes; empty when the agent closed instead.
-  std::string header() { return read(4); }
-  std::string read(std::size_t count) {
-    std::string out(count, '\0');
-    std::size_t got = 0;
-    while (got < count) {
-      ssize_t n = recv(fd_.get(), out.data() + got, count - got, 0);
-      if (n <= 0) return {};
-      got += static_cast<std::size_t>(n);
-    }
-    return out;
-  }
-  bool closed_by_agent() {
-    char c;
-    return recv(fd_.get(), &c, 1, 0) == 0;
-  }
-  void shutdown_write() { ::shutdown(fd_.get(), SHUT_WR); }
-  // The next reply: its header bytes, then the payload deciphered from a fresh keystream.
-  std::string reply_text(std::string_view key = "5927") {
-    std::string h = header();
-    if (h.size() != 4) return "<closed>";
-    FrameHeader decoded = decode_header({static_cast<std::uint8_t>(h[0]), static_cast<std::uint8_t>(h[1]),
-                                         static_cast<std::uint8_t>(h[2]), static_cast<std::uint8_t>(h[3])});
-    if (decoded.length <= 0) return "<" + std::to_string(decoded.length) + ">";
-    return "type " + std::to_string(decoded.type) + ": " +
-           client::crypt(read(static_cast<std::size_t>(decoded.length)), key);
-  }
-
- private:
-  UniqueFd fd_;
-  std::thread server_;
-};
-
 std::string raw_header(int version, int type, int length) {
   HeaderBytes h = encode_header({static_cast<std::uint8_t>(version), static_cast<std::uint8_t>(type),
                                  static_cast<std::int16_t>(length)});
   return std::string(reinterpret_cast<char*>(h.data()), 4);
 }
+
+// A reply as Peer::reply gives it: "VERSION/TYPE: STATUS".
+std::string status(int version, int type, int code) {
+  return std::to_string(version) + "/" + std::to_string(type) + ": " + std::to_string(code);
+}
+
+// One served connection: the agent side runs tcp_handler on its own thread, the
+// test holds the application's end.
+class Peer {
+ public:
+  Peer() {
+    int fds[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) throw std::runtime_error("socketpair");
+    timeval tv{5, 0};
+    setsockopt(fds[0], SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+    session_ = client::Session(UniqueFd(fds[0]));
+    server_ = std::thread([agent = UniqueFd(fds[1])]() mutable { tcp_handler(std::move(agent)); });
+  }
+  ~Peer() {
+    session_ = {};
+    server_.join();
+  }
+
+  void send(std::string_view bytes) {
+    std::string error;
+    ASSERT_TRUE(session_.send_raw(bytes, error)) << error;
+  }
+  void request(std::uint8_t type, std::string_view text, std::string_view key = "5927") {
+    send(raw_header(1, type, static_cast<int>(text.size())) + client::crypt(text, key));
+  }
+  // The next reply, "VERSION/TYPE: " and its status or its payload deciphered
+  // with `key`; "closed" when the agent closed instead.
+  std::string reply(std::string_view key = "5927") {
+    client::Reply r;
+    std::string error;
+    if (!session_.receive(key, r, error)) return "closed";
+    return std::to_string(r.header.version) + "/" + std::to_string(r.header.type) + ": " +
+           (r.status() > 0 ? r.payload : std::to_string(r.status()));
+  }
+  bool closed_by_agent() {
+    char c;
+    return recv(session_.fd(), &c, 1, 0) == 0;
+  }
+  void shutdown_write() { ::shutdown(session_.fd(), SHUT_WR); }
+
+ private:
+  client::Session session_;
+  std::thread server_;
+};
 
 class Session : public testing::Test {
  protected:
@@ -107,7 +99,7 @@ TEST_F(Session, RejectedHeadersEchoVersionAndTypeThenClose) {
   for (const Rejection& c : cases) {
     Peer peer;
     peer.send(raw_header(c.version, c.type, c.length));
-    EXPECT_EQ(peer.header(), raw_header(c.version, c.type, c.code))
+    EXPECT_EQ(peer.reply(), status(c.version, c.type, c.code))
         << "version " << c.version << " type " << c.type << " length " << c.length;
     EXPECT_TRUE(peer.closed_by_agent());
   }
@@ -118,9 +110,9 @@ TEST_F(Session, LargestPayloadIsAcceptedAndTheConnectionStays) {
   std::string text = "{" + std::string(4090, ' ') + "}";
   ASSERT_EQ(text.size(), 4092u);
   peer.request(kTypeParamGet, text);
-  EXPECT_EQ(peer.reply_text(), "type 6: { }");
+  EXPECT_EQ(peer.reply(), "1/6: { }");
   peer.request(2, "{}");  // a type without a handler: -1, still open
-  EXPECT_EQ(peer.header(), raw_header(1, 2, kStatusNoHandler));
+  EXPECT_EQ(peer.reply(), status(1, 2, kStatusNoHandler));
 }
 
 // A 300-byte request cut at every offset. The header is read with one receive, so
@@ -135,13 +127,13 @@ TEST_F(Session, PeerClosingAtEveryOffsetGetsOneVerdictThenClose) {
     if (offset > 0) peer.send(request.substr(0, offset));
     peer.shutdown_write();
     std::string expected;
-    if (offset == 1) expected = raw_header(1, 0, kStatusBadType);
-    if (offset == 2) expected = raw_header(1, kTypeParamGet, kStatusBadLength);
-    if (offset >= 3 && offset < request.size()) expected = raw_header(1, kTypeParamGet, kStatusReceive);
+    if (offset == 1) expected = status(1, 0, kStatusBadType);
+    if (offset == 2) expected = status(1, kTypeParamGet, kStatusBadLength);
+    if (offset >= 3 && offset < request.size()) expected = status(1, kTypeParamGet, kStatusReceive);
     if (offset == request.size()) {
-      EXPECT_EQ(peer.reply_text(), R"(type 6: { "Device": { } })");
+      EXPECT_EQ(peer.reply(), R"(1/6: { "Device": { } })");
     } else if (!expected.empty()) {
-      EXPECT_EQ(peer.header(), expected) << "cut at " << offset;
+      EXPECT_EQ(peer.reply(), expected) << "cut at " << offset;
     }
     EXPECT_TRUE(peer.closed_by_agent()) << "cut at " << offset;
   }
@@ -156,11 +148,11 @@ TEST_F(Session, SilentAndHalfHeaderPeersDoNotHoldOthers) {
     idle.push_back(std::make_unique<Peer>());
     if (k % 2 == 1) idle.back()->send(raw_header(1, kTypeParamGet, 40).substr(0, 2));
     served.request(kTypeParamGet, R"({"Device":{}})");
-    ASSERT_EQ(served.reply_text(), R"(type 6: { "Device": { } })") << "after " << k + 1 << " idle peers";
+    ASSERT_EQ(served.reply(), R"(1/6: { "Device": { } })") << "after " << k + 1 << " idle peers";
   }
   // Half a header arrives as a header of length 0.
   for (int k = 1; k < 100; k += 2) {
-    EXPECT_EQ(idle[static_cast<std::size_t>(k)]->header(), raw_header(1, kTypeParamGet, kStatusBadLength));
+    EXPECT_EQ(idle[static_cast<std::size_t>(k)]->reply(), status(1, kTypeParamGet, kStatusBadLength));
     EXPECT_TRUE(idle[static_cast<std::size_t>(k)]->closed_by_agent());
   }
 }
@@ -170,19 +162,19 @@ TEST_F(Session, ControlBytesAreRefusedButTabIsNot) {
   using namespace std::string_view_literals;
   for (std::string_view bad : {"{\n}"sv, "{\r}"sv, "{\0}"sv, "{\x1f}"sv, "{\x7f}"sv}) {
     peer.request(kTypeParamGet, bad);
-    EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword));
+    EXPECT_EQ(peer.reply(), status(1, kTypeParamGet, kStatusBadPassword));
   }
   peer.request(kTypeParamGet, "{\"\xc3\xa9\":\t1}");
-  EXPECT_EQ(peer.reply_text(), "type 6: { \"\xc3\xa9\": 1 }");
+  EXPECT_EQ(peer.reply(), "1/6: { \"\xc3\xa9\": 1 }");
 }
 
 TEST_F(Session, EachRequestIsDecipheredFromAFreshKeystream) {
   Peer peer;
   const std::string text = R"({"Device":{}})";
   peer.request(kTypeParamGet, text);
-  EXPECT_EQ(peer.reply_text(), R"(type 6: { "Device": { } })");
+  EXPECT_EQ(peer.reply(), R"(1/6: { "Device": { } })");
   peer.request(kTypeParamGet, text);
-  EXPECT_EQ(peer.reply_text(), R"(type 6: { "Device": { } })");
+  EXPECT_EQ(peer.reply(), R"(1/6: { "Device": { } })");
 
   // The same two messages from a client that continues its keystream.
   SessionCipher continued("5927");
@@ -190,9 +182,9 @@ TEST_F(Session, EachRequestIsDecipheredFromAFreshKeystream) {
   continued.crypt(first.data(), first.size());
   continued.crypt(second.data(), second.size());
   peer.send(raw_header(1, kTypeParamGet, 13) + first);
-  EXPECT_EQ(peer.reply_text(), R"(type 6: { "Device": { } })");
+  EXPECT_EQ(peer.reply(), R"(1/6: { "Device": { } })");
   peer.send(raw_header(1, kTypeParamGet, 13) + second);
-  EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword));
+  EXPECT_EQ(peer.reply(), status(1, kTypeParamGet, kStatusBadPassword));
 }
 
 TEST_F(Session, UnusablePasswordsAnswerMinus20WithTheRequestType) {
@@ -200,19 +192,19 @@ TEST_F(Session, UnusablePasswordsAnswerMinus20WithTheRequestType) {
     seed_system_package(password);
     Peer peer;
     peer.request(kTypeSysQuery, "{}", password.empty() ? "x" : password);
-    EXPECT_EQ(peer.header(), raw_header(1, kTypeSysQuery, kStatusBadPassword)) << password;
+    EXPECT_EQ(peer.reply(), status(1, kTypeSysQuery, kStatusBadPassword)) << password;
     peer.request(kTypeParamGet, "{}", "x");  // the connection stays open
-    EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword));
+    EXPECT_EQ(peer.reply(), status(1, kTypeParamGet, kStatusBadPassword));
   }
   unlink("/etc/config/system");
   Peer peer;
   peer.request(kTypeParamGet, "{}");
-  EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword));
+  EXPECT_EQ(peer.reply(), status(1, kTypeParamGet, kStatusBadPassword));
   // A package that does not parse keys nothing: not even its option's path text.
   test::write_file("/etc/config/system", "config system 'main'\n\toption pwd 'unterminated\n");
   for (std::string_view key : {"5927", "system.main.pwd", ""}) {
     peer.request(kTypeParamGet, "{}", key.empty() ? "x" : key);
-    EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGet, kStatusBadPassword)) << key;
+    EXPECT_EQ(peer.reply(), status(1, kTypeParamGet, kStatusBadPassword)) << key;
   }
 }
 
@@ -220,7 +212,7 @@ TEST_F(Session, OneCharacterPasswordIsAKey) {
   seed_system_package("7");
   Peer peer;
   peer.request(kTypeParamGet, R"({"Device":{"WiFi":{"RadioNumberOfEntries":0}}})", "7");
-  EXPECT_EQ(peer.reply_text("7"), R"(type 6: { "Device": { "WiFi": { "RadioNumberOfEntries": 2 } } })");
+  EXPECT_EQ(peer.reply("7"), R"(1/6: { "Device": { "WiFi": { "RadioNumberOfEntries": 2 } } })");
 }
 
 TEST_F(Session, ManyConnectionsKeepTheirRecords) {
@@ -229,7 +221,7 @@ TEST_F(Session, ManyConnectionsKeepTheirRecords) {
     std::vector<std::unique_ptr<Peer>> peers;
     for (int k = 0; k < kPeers; ++k) peers.push_back(std::make_unique<Peer>());
     for (auto& peer : peers) peer->request(kTypeParamGet, R"({"Device":{}})");
-    for (auto& peer : peers) EXPECT_EQ(peer->reply_text(), R"(type 6: { "Device": { } })");
+    for (auto& peer : peers) EXPECT_EQ(peer->reply(), R"(1/6: { "Device": { } })");
     EXPECT_EQ(connection_record_count(), static_cast<std::size_t>(kPeers));
     EXPECT_EQ(active_connections.load(), kPeers);
   }
@@ -244,20 +236,20 @@ TEST_F(Session, ManyConnectionsKeepTheirRecords) {
 TEST_F(Session, WifiSetAnswersBracesAndCloses) {
   Peer peer;
   peer.request(kTypeParamSet, R"({"Device":{"Hosts":{}}})");
-  EXPECT_EQ(peer.reply_text(), R"(type 8: { "Device": { "Hosts": { } } })");
+  EXPECT_EQ(peer.reply(), R"(1/8: { "Device": { "Hosts": { } } })");
   peer.request(kTypeParamSet, R"({"Device":{"WiFi":{"RadioNumberOfEntries":2}}})");
-  EXPECT_EQ(peer.reply_text(), "type 8: {}");
+  EXPECT_EQ(peer.reply(), "1/8: {}");
   EXPECT_TRUE(peer.closed_by_agent());
 }
 
 TEST_F(Session, StatusRepliesKeepTheConnection) {
   Peer peer;
   peer.request(kTypeParamGet, "{");
-  EXPECT_EQ(peer.header(), raw_header(1, kTypeParamGetReply, kStatusBadJson));
+  EXPECT_EQ(peer.reply(), status(1, kTypeParamGetReply, kStatusBadJson));
   peer.request(kTypeParamSet, R"({"Device":{"Nosuch":1}})");
-  EXPECT_EQ(peer.header(), raw_header(1, kTypeParamSetReply, -5));
+  EXPECT_EQ(peer.reply(), status(1, kTypeParamSetReply, -5));
   peer.request(kTypeParamGet, R"({"Device":{}})");
-  EXPECT_EQ(peer.reply_text(), R"(type 6: { "Device": { } })");
+  EXPECT_EQ(peer.reply(), R"(1/6: { "Device": { } })");
 }
 
 }  // namespace

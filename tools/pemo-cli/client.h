@@ -48,6 +48,8 @@ bool local_broadcasts(std::vector<std::string>& addresses, std::string& error);
 class Session {
  public:
   Session() = default;  // not connected
+  // A session over a stream socket that is already connected.
+  explicit Session(UniqueFd fd) : fd_(std::move(fd)) {}
   // Connects to host:port. On failure returns an invalid session and sets `error`.
   static Session connect(const std::string& host, std::uint16_t port,
                          std::chrono::milliseconds timeout, std::string& error);
@@ -64,7 +66,6 @@ class Session {
   bool receive(std::string_view password, Reply& reply, std::string& error);
 
  private:
-  explicit Session(UniqueFd fd) : fd_(std::move(fd)) {}
   UniqueFd fd_;
 };
 
