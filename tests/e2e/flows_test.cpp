@@ -57,19 +57,6 @@ TEST_F(WifiFlow, RenameOnBothRadiosChangeA5GhzKeyAndApply) {
     EXPECT_EQ(call.find("new;key"), std::string::npos) << call;
 }
 
-TEST_F(WifiFlow, GuestNetworkForTwoAndAHalfHours) {
-  wifi_set(R"({"Device":{"WiFi":{"X_Halvo_GuestAP":{"Enable":1,"Timer":{"Hours":2,"Minutes":30}}}}})");
-  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[3].enable_guest_wlan"), "1");
-  EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[7].disabled"), "0");
-  EXPECT_TRUE(gateway_.called("addGuestWifiBonus.sh 3 24G 2:30"));
-  EXPECT_TRUE(gateway_.called("addGuestWifiBonus.sh 3 5G 2:30"));
-  const std::string timer =
-      gateway_.get(R"({"Device":{"WiFi":{"X_Halvo_GuestAP":{"Timer":{"Hours":0,"Minutes":0}}}}})");
-  EXPECT_TRUE(timer.find(R"("Hours": 2, "Minutes": 29)") != std::string::npos ||
-              timer.find(R"("Hours": 2, "Minutes": 30)") != std::string::npos)
-      << timer;
-}
-
 TEST_F(WifiFlow, NewConfigPasswordKeysTheNextSession) {
   EXPECT_EQ(gateway_.set(R"({"Device":{"LANConfigSecurity":{"ConfigPassword":"n\"ew pw"}}})"),
             R"({ "Device": { "LANConfigSecurity": { "ConfigPassword": "n\"ew pw" } } })");

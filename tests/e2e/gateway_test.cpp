@@ -37,20 +37,6 @@ TEST_F(Gateway, StartsQuicklyHoldsASessionAndRecordsItsStartUp) {
   EXPECT_EQ(gateway_.read("/var/run/pemo_agent.pid").empty(), false);
 }
 
-TEST_F(Gateway, WifiSetClosesTheSessionAndAppliesASecondLater) {
-  ASSERT_TRUE(gateway_.start());
-  client::Session session = gateway_.connect();
-  client::Reply reply;
-  std::string error;
-  ASSERT_TRUE(session.exchange(kTypeParamSet, R"({"Device":{"WiFi":{}}})", "5927", reply, error));
-  EXPECT_EQ(reply.header.type, kTypeParamSetReply);
-  EXPECT_EQ(reply.payload, "{}");
-  EXPECT_FALSE(session.receive("5927", reply, error)) << "the agent closes after the reply";
-  EXPECT_FALSE(gateway_.called("uci_apply wireless"));
-  std::this_thread::sleep_for(1500ms);
-  EXPECT_TRUE(gateway_.called("uci_apply wireless"));
-}
-
 TEST_F(Gateway, LogLevelGatesTheSystemLog) {
   ASSERT_TRUE(gateway_.start({"-d", "6"}));
   gateway_.get(R"({"Device":{}})");
@@ -66,61 +52,26 @@ TEST_F(Gateway, LogLevelGatesTheSystemLog) {
   EXPECT_EQ(gateway_.read("/var/log/messages").find("pemo-agent"), std::string::npos);
 }
 
-TEST_F(Gateway, StandInsFollowTheSwitchboardAndRefuseUnknownArguments) {
+// The stand-ins follow the switchboard and log what they refuse: the hostile
+// tests count on both.
+TEST_F(Gateway, StandInsFollowTheSwitchboardAndLogRefusals) {
   ASSERT_TRUE(gateway_.start());
-  EXPECT_EQ(gateway_.run("sys portspeed 4"), "Port 4: 1000M\n");
   gateway_.knob("wan_link", "down");
   EXPECT_EQ(gateway_.run("sys portspeed 4"), "Port 4: off-link\n");
-  gateway_.knob("ping", "none");
-  EXPECT_NE(gateway_.run("ping -c 6 9.9.9.9").find("6 packets transmitted, 0 packets received"),
-            std::string::npos);
-
-  // The lines a command adds to the call log, without those of the agent's WAN
-  // probes, which its first connection (the start-up check) runs meanwhile.
-  auto calls_of = [&](const std::string& command, int* status = nullptr) {
-    const std::size_t before = gateway_.calls().size();
-    gateway_.run(command, status);
-    const std::vector<std::string> all = gateway_.calls();
-    std::vector<std::string> own;
-    for (std::size_t k = before; k < all.size(); ++k)
-      if (all[k] != "ping -c 6 8.8.8.8" && all[k] != "sys portspeed 4") own.push_back(all[k]);
-    return own;
-  };
   int status = 0;
-  EXPECT_EQ(calls_of("/usr/sbin/hv1905App 99 'a b'", &status),
-            (std::vector<std::string>{"hv1905App 99 'a b'", "REFUSED hv1905App"}));
+  gateway_.run("/usr/sbin/hv1905App 99 'a b'", &status);
   EXPECT_NE(status, 0);
-  EXPECT_EQ(calls_of("/usr/sbin/hv1905App 2 \"it's\""), std::vector<std::string>{"hv1905App 2 'it'\\''s'"});
-  EXPECT_EQ(calls_of("/usr/sbin/hv1905App 2 'two\nlines'"), std::vector<std::string>{"hv1905App 2 'two\\nlines'"});
-  EXPECT_EQ(gateway_.read("/tmp/1905ReturnValue"), "00\n");
-}
-
-TEST_F(Gateway, RebootStaysInsideAndStopLeavesNothing) {
-  ASSERT_TRUE(gateway_.start());
-  gateway_.run("reboot; romreset 1");
+  EXPECT_TRUE(gateway_.called("REFUSED hv1905App"));
+  gateway_.run("reboot");
   EXPECT_TRUE(gateway_.called("reboot"));
-  EXPECT_TRUE(gateway_.called("romreset 1"));
-  std::string root = gateway_.path("/");
+  const std::string root = gateway_.path("/");
   gateway_.stop();
-  EXPECT_FALSE(test::file_exists(root));
+  EXPECT_FALSE(test::file_exists(root)) << "a stopped gateway leaves nothing";
 }
 
-TEST_F(Gateway, HostListAndRename) {
+// A rename reaches the probe database and the probe library, through real processes.
+TEST_F(Gateway, RenameReachesTheDatabaseAndTheProbeLibrary) {
   ASSERT_TRUE(gateway_.start());
-  const std::string members =
-      R"("PhysAddress":"","HostName":"","IPAddress":"","X_Halvo_HostType":0,"X_Halvo_CapabilityType":"",)"
-      R"("X_Halvo_ConnectionType":"","X_Halvo_DeviceName":"","X_Halvo_PhyRate":0,"X_Halvo_SoftwareVersion":"",)"
-      R"("X_Halvo_Neighbor":"","X_Halvo_DL_Rate":0,"X_Halvo_UL_Rate":0,"X_Halvo_Manufacturer":"",)"
-      R"("X_Halvo_Channel_24G":0,"X_Halvo_Channel_5G":0,"X_Halvo_RSSI":0,"X_Halvo_Band":0)";
-  std::string request = R"({"Device":{"Hosts":{"HostNumberOfEntries":0,"Host":{)";
-  for (int k = 1; k <= 7; ++k) request += (k > 1 ? "," : "") + std::string(R"("i)") + std::to_string(k) + R"(":{)" + members + "}";
-  request += "}}}}";
-  const std::string reply = gateway_.get(request);
-  EXPECT_NE(reply.find(R"("HostNumberOfEntries": 7)"), std::string::npos) << reply;
-  EXPECT_NE(reply.find(R"("i6": { "PhysAddress": "3c:22:fb:77:88:99", "HostName": "kids-tablet")"),
-            std::string::npos) << reply;
-  EXPECT_EQ(reply.find("old-laptop"), std::string::npos);
-
   EXPECT_EQ(gateway_.set(R"({"Device":{"X_Halvo_Ext":{"DevNameChange":{"HostMAC":"3c:22:fb:77:88:99","Name":"Den TV"}}}})")
                 .substr(0, 1), "{");
   EXPECT_EQ(gateway_.sql("SELECT DevName FROM Device WHERE DevMac='3c:22:fb:77:88:99';"),

@@ -207,19 +207,5 @@ TEST_F(Cfg, EveryReadSeesWhatAnotherProcessWrote) {
   EXPECT_EQ(cfg_get(buffer), kCfgPackageNotFound);
 }
 
-TEST_F(Cfg, CommandLineToolReportsErrorsWithConventionalStatus) {
-  EXPECT_EQ(uci("-q get system.main.nosuch"), 1);
-  EXPECT_EQ(uci("-q get 'a/b.c'"), 1);
-  EXPECT_EQ(uci("-q set system.main.pwd"), 1);  // no value
-  EXPECT_EQ(uci("frobnicate x 2>/dev/null"), 255);
-  write_file("/etc/config/broken", "config t s\n\toption v 'unterminated\n");
-  ShellResult r = shell_capture(std::string(PEMO_UCI_PATH) + " get broken.s.v 2>&1");
-  EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.output.find("line 2"), std::string::npos) << r.output;
-  std::string buffer = "broken.s.v";
-  EXPECT_EQ(cfg_get(buffer), kCfgPackageNotFound);
-  EXPECT_EQ(buffer, "");
-}
-
 }  // namespace
 }  // namespace pemo

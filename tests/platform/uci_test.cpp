@@ -125,13 +125,6 @@ TEST_F(UciStore, StagedChangesAreSeenAtOnceAndWrittenByCommit) {
   EXPECT_EQ(get("wireless.wifi0.channel"), "<missing>");
 }
 
-TEST_F(UciStore, RevertDropsStagedChanges) {
-  ASSERT_EQ(set("wireless.wifi0.channel", "11"), kOk);
-  ASSERT_EQ(revert(dirs_, "wireless"), kOk);
-  EXPECT_EQ(get("wireless.wifi0.channel"), "auto");
-  EXPECT_EQ(commit(dirs_, "wireless"), kOk);  // nothing staged: nothing to do
-}
-
 TEST_F(UciStore, RefusesChangesThatCannotLand) {
   EXPECT_EQ(set("wireless.nosuch.ssid", "x"), kErrInval);
   EXPECT_EQ(set("wireless.@wifi-iface[9].ssid", "x"), kErrInval);

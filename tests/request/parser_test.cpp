@@ -90,39 +90,13 @@ TEST(MessageParser, UnknownObjectInAGetIsWalkedFromWhereTheSearchStarted) {
   EXPECT_EQ(w.reply, R"({"Device":{"Nosuch":{"RadioNumberOfEntries":2}}})");
 }
 
-TEST(MessageParser, EachSearchStartsAtTheLastMatch) {
-  // Radio.{i} holds two integer "Channel" leaves; which one a member binds depends
-  // on where the search starts.
-  const ParamTree& tree = param_tree();
-  int radio_instance = -1;
-  for (int k = 0; k < static_cast<int>(kNodeCount); ++k)
-    if (tree.path(k) == "Device.WiFi.Radio.{i}") radio_instance = k;
-  ASSERT_GE(radio_instance, 0);
-  JsonPtr number(json_object_new_int(0));
-  JsonPtr text(json_object_new_string(""));
-
-  ParseContext context = new_parse_context(false);
-  context.position = tree.first_child(radio_instance);
-  ASSERT_EQ(check_valid_msg("Channel", number.get(), context), 0);
-  EXPECT_EQ(context.node_index, node::kRadioChannel);
-  ASSERT_EQ(check_valid_msg("OperatingStandards", text.get(), context), 0);
-  ASSERT_EQ(check_valid_msg("Channel", number.get(), context), 0);
-  EXPECT_EQ(context.node_index, node::kRadioActionChannel);
-  EXPECT_EQ(check_valid_msg("Channel", text.get(), context), kNothingHere);
-}
-
 TEST(MessageParser, HostTypeAsTextBindsTheStartNode) {
-  const ParamTree& tree = param_tree();
-  int host_instance = -1;
-  for (int k = 0; k < static_cast<int>(kNodeCount); ++k)
-    if (tree.path(k) == "Device.Hosts.Host.{i}") host_instance = k;
-  ParseContext context = new_parse_context(false);
-  context.position = tree.first_child(host_instance);
-  JsonPtr text(json_object_new_string("3"));
-  ASSERT_EQ(check_valid_msg("X_Halvo_HostType", text.get(), context), 0);
-  EXPECT_EQ(context.node_index, node::kHostPhysAddress);  // where the search started
-  EXPECT_EQ(context.text, "old_define");
-  EXPECT_NE(context.handler, nullptr);
+  // Text where the tree has an integer binds the node the search started on,
+  // serving the host type (1 before any snapshot) as text.
+  Walk w = walk(R"({"Device":{"Hosts":{"Host":{"i1":{"X_Halvo_HostType":"3"}}}}})");
+  EXPECT_EQ(w.result, 0);
+  EXPECT_EQ(w.context.node_index, node::kHostPhysAddress);
+  EXPECT_EQ(w.reply, R"({"Device":{"Hosts":{"Host":{"i1":{"X_Halvo_HostType":"1"}}}}})");
 }
 
 TEST(MessageParser, SetReplyShowsWhatTheHandlerLeft) {

@@ -33,7 +33,6 @@ class SimGateway {
   bool start(const std::vector<std::string>& agent_arguments = {}, bool fast_sleeps = false);
   // Stops it; nothing of it remains.
   void stop();
-  bool running() const { return init_pid_ > 0; }
 
   // A path inside the gateway, as the test can reach it while the gateway runs.
   std::string path(const std::string& inside) const;
