@@ -1,5 +1,5 @@
 // Action nodes: commands of Device.X_Halvo_Ext, a few host and radio values, and
-// placeholders. Dispatch is by the bound node's parent, then by its index.
+// placeholders, served by one table keyed by the bound node's parent and name.
 #include <cstdio>
 #include <sstream>
 
@@ -16,44 +16,6 @@
 
 namespace pemo {
 namespace {
-
-
-int command_set(int node, std::string_view value) {
-  switch (node) {
-    case node::kBlockMac: return host_block(value);
-    case node::kUnblockMac: return host_unblock(value);
-    case node::kExtenderRebootMac: return dev_Ctrl(kExtenderReboot, value);
-    case node::kExtenderWifiOnMac: return dev_Ctrl(kExtenderWifiOn, value);
-    case node::kExtenderWifiOffMac: return dev_Ctrl(kExtenderWifiOff, value);
-    case node::kReboot:
-      if (value == "1") gateway_reboot();
-      return 0;
-    case node::kFactoryReset:
-      if (value == "1") gateway_factory_reset();
-      return 0;
-    case node::kAutoCfgControl: return dev_Ctrl(kAutoConfigSwitch, value);
-    case node::kWifiConfigFlag: return wifi_setting_flag_set(value);
-    case node::kExtenderFirstbootMac: return dev_Ctrl(kExtenderFirstBoot, value);
-    default: return kNothingHere;
-  }
-}
-
-int action_set(std::string_view value, ParseContext& context) {
-  switch (context.node_parent) {
-    case node::kApprove:
-    case node::kApproveEntry: return approval_update(context.node_index, value, context);
-    case node::kByTime: return autocfg_by_time(context.node_index, value);
-    case node::kCheckedEntry: return checked_list_update(context.node_index, value, context);
-    case node::kWps: return wps_start(value);
-    case node::kSsidInstance:
-    case node::kRadioInstance: return kNotWritable;
-    case node::kHostInstance:
-      if (context.node_index == node::kHostAddPcpRule) return parental_rule_add(value, context);
-      return context.node_index == node::kHostActive || context.node_index == node::kHostBlocking ? kNotWritable
-                                                                                                 : kNothingHere;
-    default: return command_set(context.node_index, value);
-  }
-}
 
 // The channel of radio 1 (lines with "24G") or 2 (lines with "5G") from
 // /tmp/wifi_channel: the text after the first '=', the last matching line winning.
@@ -102,46 +64,74 @@ int auto_config_func_state_get(std::string& text) {
   return 0;
 }
 
-int action_get(ParseContext& context) {
-  switch (context.node_parent) {
-    case node::kHostInstance:
-      switch (context.node_index) {
-        case node::kHostActive: context.text = "1"; return 0;
-        case node::kHostBlocking: return host_blocking_state(context);
-        case node::kHostParentalBlocking: return host_parental_blocking_state(context);
-        case node::kHostAddPcpRule: return kNotReadable;
-        default: return kNothingHere;
-      }
-    case node::kSsidInstance:
-    case node::kRadioInstance: return radio_get(context);
-    case node::kApprove:
-    case node::kApproveEntry:
-      return context.node_index == node::kApproveEnable ? approve_flag_get(context) : kNothingHere;
-    case node::kWps: context.text = wps_status(); return 0;
-    default:
-      switch (context.node_index) {
-        case node::kBlockMac:
-        case node::kUnblockMac:
-        case node::kExtenderRebootMac:
-        case node::kExtenderWifiOnMac:
-        case node::kExtenderWifiOffMac:
-        case node::kExtenderFirstbootMac: return kNotReadable;
-        case node::kReboot:
-        case node::kFactoryReset: context.text = "0"; return 0;
-        case node::kAutoCfgControl: return auto_config_func_state_get(context.text);
-        default: return kNothingHere;
-      }
-  }
-}
+using Get = int (*)(ParseContext& context);
+using Set = int (*)(std::string_view value, ParseContext& context);
+constexpr int kAny = -1;
+constexpr Get kWriteOnly = [](ParseContext&) { return kNotReadable; };
+constexpr Set kReadOnly = [](std::string_view, ParseContext&) { return kNotWritable; };
+constexpr Set kApproval = [](std::string_view v, ParseContext& c) { return approval_update(c.node_index, v, c); };
+
+// Every action node, by its parent and its name (kAny: any of them); the first row
+// that matches serves it. A missing direction is nothing to do (kNothingHere).
+struct ActionRow {
+  int parent, node;
+  Get get;
+  Set set;
+};
+constexpr ActionRow kActions[] = {
+    {node::kHostInstance, node::kHostActive, [](ParseContext& c) { c.text = "1"; return 0; }, kReadOnly},
+    {node::kHostInstance, node::kHostBlocking, host_blocking_state, kReadOnly},
+    {node::kHostInstance, node::kHostParentalBlocking, host_parental_blocking_state, nullptr},
+    {node::kHostInstance, node::kHostAddPcpRule, kWriteOnly, parental_rule_add},
+    {node::kHostInstance, kAny, nullptr, nullptr},
+    {node::kSsidInstance, kAny, radio_get, kReadOnly},
+    {node::kRadioInstance, kAny, radio_get, kReadOnly},
+    {node::kApprove, node::kApproveEnable, approve_flag_get, kApproval},
+    {node::kApprove, kAny, nullptr, kApproval},
+    {node::kApproveEntry, kAny, nullptr, kApproval},
+    {node::kByTime, kAny, nullptr, [](std::string_view v, ParseContext& c) { return autocfg_by_time(c.node_index, v); }},
+    {node::kCheckedEntry, kAny, nullptr,
+     [](std::string_view v, ParseContext& c) { return checked_list_update(c.node_index, v, c); }},
+    {node::kWps, kAny, [](ParseContext& c) { c.text = wps_status(); return 0; },
+     [](std::string_view v, ParseContext&) { return wps_start(v); }},
+    {kAny, node::kBlockMac, kWriteOnly, [](std::string_view v, ParseContext&) { return host_block(v); }},
+    {kAny, node::kUnblockMac, kWriteOnly, [](std::string_view v, ParseContext&) { return host_unblock(v); }},
+    {kAny, node::kExtenderRebootMac, kWriteOnly,
+     [](std::string_view v, ParseContext&) { return dev_Ctrl(kExtenderReboot, v); }},
+    {kAny, node::kExtenderWifiOnMac, kWriteOnly,
+     [](std::string_view v, ParseContext&) { return dev_Ctrl(kExtenderWifiOn, v); }},
+    {kAny, node::kExtenderWifiOffMac, kWriteOnly,
+     [](std::string_view v, ParseContext&) { return dev_Ctrl(kExtenderWifiOff, v); }},
+    {kAny, node::kExtenderFirstbootMac, kWriteOnly,
+     [](std::string_view v, ParseContext&) { return dev_Ctrl(kExtenderFirstBoot, v); }},
+    {kAny, node::kReboot, [](ParseContext& c) { c.text = "0"; return 0; },
+     [](std::string_view v, ParseContext&) {
+       if (v == "1") gateway_reboot();
+       return 0;
+     }},
+    {kAny, node::kFactoryReset, [](ParseContext& c) { c.text = "0"; return 0; },
+     [](std::string_view v, ParseContext&) {
+       if (v == "1") gateway_factory_reset();
+       return 0;
+     }},
+    {kAny, node::kAutoCfgControl, [](ParseContext& c) { return auto_config_func_state_get(c.text); },
+     [](std::string_view v, ParseContext&) { return dev_Ctrl(kAutoConfigSwitch, v); }},
+    {kAny, node::kWifiConfigFlag, nullptr, [](std::string_view v, ParseContext&) { return wifi_setting_flag_set(v); }},
+};
 
 }  // namespace
 
 // The member's name plays no part: the bound node decides.
 int action_param_handler(std::string_view, std::string_view raw_value, ParseContext& context) {
   const std::string_view value = cut_at_quotes(raw_value);
-  if (!context.is_set()) return action_get(context);
-  if (value.empty()) return kEmptySetValue;
-  return action_set(value, context);
+  if (context.is_set() && value.empty()) return kEmptySetValue;
+  for (const ActionRow& row : kActions) {
+    if ((row.parent != kAny && row.parent != context.node_parent) || (row.node != kAny && row.node != context.node_index))
+      continue;
+    if (!context.is_set()) return row.get != nullptr ? row.get(context) : kNothingHere;
+    return row.set != nullptr ? row.set(value, context) : kNothingHere;
+  }
+  return kNothingHere;
 }
 
 }  // namespace pemo
