@@ -1,4 +1,6 @@
-// The UCI-backed nodes: dispatch by argument text, then by member name.
+// The UCI-backed nodes. The node's argument text is an option's path, unless the
+// table of arguments below names another server for it; the gateway's own values,
+// which have no option, are served by member name.
 #include "control/parental.h"
 #include "info/identity.h"
 #include "platform/cfg.h"
@@ -7,52 +9,67 @@
 namespace pemo {
 namespace {
 
-constexpr std::string_view kWifiArgument = "uci.wifi.custom";
-constexpr std::string_view kParentalArgument = "parental.custom.custom";
+using Serve = int (*)(std::string_view name, std::string_view value, ParseContext& context);
+constexpr Serve kNoEffect = [](std::string_view, std::string_view, ParseContext&) { return 0; };
 
-bool is_radio_argument(std::string_view argument) {
-  return argument == "WIFI_CHANNEL" || argument == "GET_AUTOCHANNEL_SELECT" || argument == "GET_TXPOWER";
+// Arguments that name no option: the Wi-Fi and parental members, and radio values
+// whose argument text reads as 0 and whose sets are accepted without effect.
+struct UciArgument {
+  std::string_view argument;
+  Serve get, set;
+};
+constexpr UciArgument kArguments[] = {
+    {"uci.wifi.custom", wifi_parameter_get, wifi_parameter_set},
+    {"parental.custom.custom", [](std::string_view n, std::string_view, ParseContext& c) { return parental_rule_value_get(n, c); },
+     parental_rule_value_set},
+    {"WIFI_CHANNEL", kNoEffect, kNoEffect},
+    {"GET_AUTOCHANNEL_SELECT", kNoEffect, kNoEffect},
+    {"GET_TXPOWER", kNoEffect, kNoEffect},
+};
+
+// The gateway's values from the probe database, read-only.
+struct GatewayMember {
+  std::string_view name;
+  int (*read)(std::string& text);
+  std::string_view unknown;  // the answer when the database has no row
+};
+constexpr GatewayMember kGatewayMembers[] = {
+    {"GatewayHostname", gateway_name_get, ""},
+    {"GatewayHostMAC", gateway_almac_get, ""},
+    {"GatewayAutoCfg", gateway_autocfg_get, "0"},
+};
+
+int option_set(std::string_view name, std::string_view value, const std::string& path) {
+  if (name == "ConfigPassword") {
+    // The password keys the session cipher, which takes at most 31 characters: a
+    // longer one would lock every client out, so it is refused.
+    if (value.size() >= kPasswordCapacity) return kValueTooLong;
+    if (const int rc = cfg_set(path, value); rc < 0) return rc;  // an unsaved password is no success
+    return cfg_apply("system");
+  }
+  return cfg_set(path, value);
 }
 
-int uci_set(std::string_view name, std::string_view raw, ParseContext& context,
-            const std::string& argument) {
+int uci_set(std::string_view name, std::string_view raw, ParseContext& context, const std::string& argument) {
   if (raw.empty()) return kEmptySetValue;
   // The configuration password and the guest key are taken whole, quotes and all.
   const bool whole =
       name == "ConfigPassword" || (name == "PreShareKey" && (context.flags & kFlagGuestAp) != 0);
   const std::string_view value = whole ? raw : cut_at_quotes(raw);
   if (value.empty()) return kEmptySetValue;  // nothing but quotes
-  if (argument == kWifiArgument) return wifi_parameter_set(name, value, context);
-  if (argument == kParentalArgument) return parental_rule_value_set(name, value, context);
-  if (is_radio_argument(argument)) return 0;  // accepted, no effect
-  if (name == "ConfigPassword") {
-    // The password keys the session cipher, which takes at most 31 characters: a
-    // longer one would lock every client out, so it is refused.
-    if (value.size() >= kPasswordCapacity) return kValueTooLong;
-    if (const int rc = cfg_set(argument, value); rc < 0) return rc;  // an unsaved password is no success
-    return cfg_apply("system");
-  }
-  return cfg_set(argument, value);
+  for (const UciArgument& row : kArguments)
+    if (row.argument == argument) return row.set(name, value, context);
+  return option_set(name, value, argument);
 }
 
-int uci_get(std::string_view name, std::string_view value, ParseContext& context,
-            const std::string& argument) {
-  if (argument == kWifiArgument) return wifi_parameter_get(name, value, context);
-  if (argument == kParentalArgument) return parental_rule_value_get(name, context);
-  if (is_radio_argument(argument)) return 0;  // the argument text reads as 0
-  if (name == "GatewayHostname" || name == "GatewayHostMAC") {
-    std::string found;
-    if (name == "GatewayHostname")
-      gateway_name_get(found);
-    else
-      gateway_almac_get(found);
+int uci_get(std::string_view name, std::string_view value, ParseContext& context, const std::string& argument) {
+  for (const UciArgument& row : kArguments)
+    if (row.argument == argument) return row.get(name, value, context);
+  for (const GatewayMember& member : kGatewayMembers) {
+    if (member.name != name) continue;
+    std::string found(member.unknown);
+    member.read(found);  // no row leaves `found` as it was
     context.text = found.substr(0, 31);
-    return 0;
-  }
-  if (name == "GatewayAutoCfg") {
-    std::string state = "0";
-    gateway_autocfg_get(state);
-    context.text = state;
     return 0;
   }
   std::string buffer = argument;
