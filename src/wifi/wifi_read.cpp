@@ -96,6 +96,81 @@ bool band_of(const std::string& text, WifiBand& band) {
 
 bool is_psk(int code) { return code == kSecurityWpaPsk || code == kSecurityWpa2Psk; }
 
+// What every member read starts from: the security mode of the radio read, the
+// band text the last CheckFreqBand left, and whether the guest network is meant.
+struct WifiRead {
+  std::string band_text;
+  int code;
+  bool guest;
+};
+
+// The guest network's value, or the main network's on the radio the band names
+// (empty when it names none), using the band up.
+int per_radio(const WifiRead& r, int (*read)(WifiBand, bool, std::string&), std::string& text) {
+  if (r.guest) return read(BAND_24G, true, text);
+  WifiBand band = BAND_24G;
+  int rc = 0;
+  if (band_of(r.band_text, band))
+    rc = read(band, false, text);
+  else
+    text.clear();
+  set_pending_get_band("");
+  return rc;
+}
+
+// WEP, WPA and WPA2 are named as such; an unrecognised mode reads as empty.
+int mode_read(const WifiRead& r, std::string& text) {
+  switch (r.code) {
+    case kSecurityWpaPsk: text = "WPAPSK"; break;
+    case kSecurityWpa2Psk: text = "WPA2PSK"; break;
+    case kSecurityNone: text = "none"; break;
+    case kSecurityWep: text = "WEP"; break;
+    case kSecurityWpa: text = "WPA"; break;
+    case kSecurityWpa2: text = "WPA2"; break;
+    default: text.clear(); break;
+  }
+  set_pending_get_band("");
+  return 0;
+}
+
+int default_read(const WifiRead& r, std::string& text) {
+  WifiBand band = BAND_24G;
+  text = band_of(r.band_text, band) ? "unknow" : "";
+  set_pending_get_band("");
+  return 0;
+}
+
+// Every member a Wi-Fi read serves, by name; any other reads nothing.
+struct WifiReadMember {
+  std::string_view name;
+  int (*read)(const WifiRead& r, std::string& text);
+};
+constexpr WifiReadMember kReads[] = {
+    {"ModeEnabled", mode_read},
+    {"PreShareKey",
+     [](const WifiRead& r, std::string& text) {
+       if (is_psk(r.code)) return per_radio(r, wifi_psk_read, text);
+       text.clear();
+       return 0;
+     }},
+    {"Enable", [](const WifiRead& r, std::string& text) { return per_radio(r, wifi_enable_read, text); }},
+    {"SSID", [](const WifiRead& r, std::string& text) { return per_radio(r, wifi_ssid_read, text); }},
+    {"Hours",
+     [](const WifiRead&, std::string& text) {
+       const GuestTime remaining = guest_timer_remaining_read();
+       set_guest_remaining(remaining);
+       text = std::to_string(remaining.hours);
+       return 0;
+     }},
+    {"Minutes",
+     [](const WifiRead&, std::string& text) {
+       text = std::to_string(guest_remaining().minutes);
+       return 0;
+     }},
+    {"SSIDDefault", default_read},
+    {"PreShareKeyDefault", default_read},
+};
+
 }  // namespace
 
 int security_mode_code(std::string_view encryption) {
@@ -109,71 +184,15 @@ int security_mode_code(std::string_view encryption) {
 }
 
 int wifi_parameter_get(std::string_view name, std::string_view value, ParseContext& context) {
-  std::string& text = context.text;
   if (name == "CheckFreqBand") {
     set_pending_get_band(value);
-    text.assign(value.substr(0, kMaxText));
+    context.text.assign(value.substr(0, kMaxText));
   }
-  const std::string band_text = pending_get_band();
-  const int code = wifi_security_mode_read(context, band_text);
-  if (code < 0) return code;
-  const bool guest = (context.flags & kFlagGuestAp) != 0;
-  WifiBand band = BAND_24G;
-
-  if (name == "ModeEnabled") {
-    // WEP, WPA and WPA2 are named as such; an unrecognised mode reads as empty.
-    switch (code) {
-      case kSecurityWpaPsk: text = "WPAPSK"; break;
-      case kSecurityWpa2Psk: text = "WPA2PSK"; break;
-      case kSecurityNone: text = "none"; break;
-      case kSecurityWep: text = "WEP"; break;
-      case kSecurityWpa: text = "WPA"; break;
-      case kSecurityWpa2: text = "WPA2"; break;
-      default: text.clear(); break;
-    }
-    set_pending_get_band("");
-    return 0;
-  }
-  if (name == "PreShareKey") {
-    if (!is_psk(code)) {
-      text.clear();
-      return 0;
-    }
-    if (guest) return wifi_psk_read(BAND_24G, true, text);
-    int rc = 0;
-    if (band_of(band_text, band))
-      rc = wifi_psk_read(band, false, text);
-    else
-      text.clear();  // a band text that names no radio reads as empty
-    set_pending_get_band("");
-    return rc;
-  }
-  if (name == "Enable" || name == "SSID") {
-    auto read = name == "Enable" ? wifi_enable_read : wifi_ssid_read;
-    if (guest) return read(BAND_24G, true, text);
-    int rc = 0;
-    if (band_of(band_text, band))
-      rc = read(band, false, text);
-    else
-      text.clear();
-    set_pending_get_band("");
-    return rc;
-  }
-  if (name == "Hours") {
-    const GuestTime remaining = guest_timer_remaining_read();
-    set_guest_remaining(remaining);
-    text = std::to_string(remaining.hours);
-    return 0;
-  }
-  if (name == "Minutes") {
-    text = std::to_string(guest_remaining().minutes);
-    return 0;
-  }
-  if (name == "SSIDDefault" || name == "PreShareKeyDefault") {
-    text = band_of(band_text, band) ? "unknow" : "";
-    set_pending_get_band("");
-    return 0;
-  }
+  WifiRead read{pending_get_band(), 0, (context.flags & kFlagGuestAp) != 0};
+  read.code = wifi_security_mode_read(context, read.band_text);
+  if (read.code < 0) return read.code;
+  for (const WifiReadMember& member : kReads)
+    if (member.name == name) return member.read(read, context.text);
   return 0;
 }
 

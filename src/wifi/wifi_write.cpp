@@ -142,6 +142,73 @@ bool write_band(const std::string& text, WifiBand& band) {
   return true;
 }
 
+// What every member write starts from: the radios the band names (all of the
+// guest network's when it is meant), and whether the band names any.
+struct WifiWrite {
+  bool guest;
+  WifiBand band;
+  bool has_band;
+};
+
+int psk_write(const WifiWrite& w, std::string_view value) {
+  if (w.guest) return wifi_psk_write(BAND_BOTH, true, value);
+  if (w.has_band) static_cast<void>(wifi_psk_write(w.band, false, value));  // the mark below reports
+  set_pending_set_band("");
+  return wps_conf_mark(w.has_band ? w.band : BAND_24G);
+}
+
+int mode_write(const WifiWrite& w, std::string_view value) {
+  const std::string_view mode = translate_mode(value);
+  if (w.guest) return wifi_security_write(BAND_BOTH, true, mode);
+  return w.has_band ? wifi_security_write(w.band, false, mode) : 0;
+}
+
+int enable_write(const WifiWrite& w, std::string_view value) {
+  int rc = 0;
+  if (w.guest) {
+    rc = wifi_enable_write(BAND_BOTH, true, value);
+  } else {
+    if (w.has_band) rc = wifi_enable_write(w.band, false, value);
+    set_pending_set_band("");
+  }
+  if (value == "0") guest_timer_stop();
+  return rc;
+}
+
+int ssid_write(const WifiWrite& w, std::string_view value) {
+  // The 5 GHz name of a both-radio SSID carries a suffix; a name with no room for
+  // it is refused rather than cut.
+  if (w.has_band && w.band == BAND_BOTH && value.size() + kSpeedSuffix.size() > kMaxValue) return kValueTooLong;
+  if (w.guest) return wifi_ssid_write(BAND_BOTH, true, value);
+  if (w.has_band) static_cast<void>(wifi_ssid_write(w.band, false, value));  // the mark below reports
+  set_pending_set_band("");
+  return wps_conf_mark(w.has_band ? w.band : BAND_24G);
+}
+
+// Every member a Wi-Fi write serves, by name; any other changes nothing.
+struct WifiWriteMember {
+  std::string_view name;
+  int (*write)(const WifiWrite& w, std::string_view value);
+};
+constexpr WifiWriteMember kWrites[] = {
+    {"PreShareKey", psk_write},
+    {"ModeEnabled", mode_write},
+    {"Enable", enable_write},
+    {"SSID", ssid_write},
+    {"Hours",
+     [](const WifiWrite&, std::string_view value) {
+       set_guest_timer_hours(std::atoi(std::string(value).c_str()));
+       return 0;
+     }},
+    {"Minutes",
+     [](const WifiWrite&, std::string_view value) {
+       const GuestTime timer = set_guest_timer_minutes(std::atoi(std::string(value).c_str()));
+       guest_timer_stop();
+       if (timer.hours != 0 || timer.minutes != 0) guest_timer_start(timer);
+       return 0;
+     }},
+};
+
 }  // namespace
 
 int wifi_parameter_set(std::string_view name, std::string_view value, ParseContext& context) {
@@ -150,52 +217,10 @@ int wifi_parameter_set(std::string_view name, std::string_view value, ParseConte
     set_pending_set_band(value);
     return 0;
   }
-  const bool guest = (context.flags & kFlagGuestAp) != 0;
-  WifiBand band = BAND_BOTH;
-  const bool has_band = guest || write_band(pending_set_band(), band);
-
-  if (name == "PreShareKey") {
-    if (guest) return wifi_psk_write(BAND_BOTH, true, value);
-    if (has_band) wifi_psk_write(band, false, value);
-    set_pending_set_band("");
-    return wps_conf_mark(has_band ? band : BAND_24G);
-  }
-  if (name == "ModeEnabled") {
-    const std::string_view mode = translate_mode(value);
-    if (guest) return wifi_security_write(BAND_BOTH, true, mode);
-    return has_band ? wifi_security_write(band, false, mode) : 0;
-  }
-  if (name == "Enable") {
-    int rc = 0;
-    if (guest) {
-      rc = wifi_enable_write(BAND_BOTH, true, value);
-    } else {
-      if (has_band) rc = wifi_enable_write(band, false, value);
-      set_pending_set_band("");
-    }
-    if (value == "0") guest_timer_stop();
-    return rc;
-  }
-  if (name == "SSID") {
-    // The 5 GHz name of a both-radio SSID carries a suffix; a name with no room for
-    // it is refused rather than cut.
-    if (has_band && band == BAND_BOTH && value.size() + kSpeedSuffix.size() > kMaxValue)
-      return kValueTooLong;
-    if (guest) return wifi_ssid_write(BAND_BOTH, true, value);
-    if (has_band) wifi_ssid_write(band, false, value);
-    set_pending_set_band("");
-    return wps_conf_mark(has_band ? band : BAND_24G);
-  }
-  if (name == "Hours") {
-    set_guest_timer_hours(std::atoi(std::string(value).c_str()));
-    return 0;
-  }
-  if (name == "Minutes") {
-    const GuestTime timer = set_guest_timer_minutes(std::atoi(std::string(value).c_str()));
-    guest_timer_stop();
-    if (timer.hours != 0 || timer.minutes != 0) guest_timer_start(timer);
-    return 0;
-  }
+  WifiWrite write{(context.flags & kFlagGuestAp) != 0, BAND_BOTH, false};
+  write.has_band = write.guest || write_band(pending_set_band(), write.band);
+  for (const WifiWriteMember& member : kWrites)
+    if (member.name == name) return member.write(write, value);
   return 0;
 }
 
