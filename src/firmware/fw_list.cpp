@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <initializer_list>
 #include <mutex>
+#include <span>
 #include <string>
 
 #include "firmware/firmware.h"
@@ -100,6 +101,104 @@ void run_tool(const char* function, const std::string& command) {
   shell_fire(command);
 }
 
+// A text a command collects member by member, cut to what its area holds;
+// `label` names it in the debug output (none: not shown).
+struct Slot {
+  std::string_view member;
+  std::string ExtenderFirmware::*text;
+  std::size_t capacity;
+  const char* label;
+};
+constexpr Slot kAutoCfgSlots[] = {
+    {"HostMAC", &ExtenderFirmware::autocfg_mac, 19, nullptr},
+    {"ControlOption", &ExtenderFirmware::autocfg_option, 7, nullptr},
+};
+constexpr Slot kFwCfgSlots[] = {
+    {"HostMAC", &ExtenderFirmware::fw_mac, 19, "MAC : "},
+    {"ControlOption", &ExtenderFirmware::fw_option, 7, "ControlOption "},
+    {"AdditionalOption", &ExtenderFirmware::fw_additional_option, 7, "AdditionalOption : "},
+    {"AdditionalURL", &ExtenderFirmware::fw_additional_url, std::string::npos, "AdditionalURL : "},
+};
+
+void collect(ExtenderFirmware& s, std::span<const Slot> slots, std::string_view name, std::string_view value,
+             const char* function) {
+  for (const Slot& slot : slots) {
+    if (slot.member != name) continue;
+    (s.*slot.text).assign(value.substr(0, slot.capacity));
+    if (slot.label != nullptr) std::printf("%s : %s%s\n", function, slot.label, std::string(value).c_str());
+  }
+}
+
+// A value read by member name: `value` is what the request sent.
+struct Read {
+  std::string_view member;
+  void (*read)(ExtenderFirmware& s, std::string_view value, std::string& text);
+};
+constexpr Read kListReads[] = {
+    {"FWNumberOfEntries",
+     [](ExtenderFirmware& s, std::string_view, std::string& text) {
+       ExtraInfo_get(s);
+       text = std::to_string(s.count);
+     }},
+    {"HostMAC",
+     [](ExtenderFirmware& s, std::string_view value, std::string& text) {
+       s.rssi_mac.assign(value.substr(0, 17));
+       text.assign(value);
+     }},
+    {"RSSI",
+     [](ExtenderFirmware& s, std::string_view, std::string& text) {
+       probe_db_lookup("SELECT Rssi FROM Device where [ALMac]='%s' OR [DevMac]='%s';", s.rssi_mac, text);
+     }},
+};
+
+constexpr const char* kFwCfgGet = "l2devCtrl_FWcfg_func_get";
+constexpr Read kFwCfgReads[] = {
+    {"HostMAC",
+     [](ExtenderFirmware& s, std::string_view value, std::string& text) {
+       s.state_mac.assign(value.substr(0, 17));
+       std::printf("%s : MAC : %s\n", kFwCfgGet, s.state_mac.c_str());
+       text.assign(value);
+     }},
+    {"NewFWUpgradeState",
+     [](ExtenderFirmware& s, std::string_view, std::string& text) {
+       const QueryTable table = probe_db_rows(
+           sql_format("SELECT ExtraInfo FROM Device WHERE [DevType]='L2Device' AND [ALMac]='%s';", s.state_mac));
+       if (const char* extra = table.cell(1, 0)) {
+         JsonPtr info = json_parse_object(extra);
+         const int upgrade_state = json_integer(json_member(info.get(), "NewfirmwareUpgradeState")).value_or(0);
+         std::printf("%s : NewFWUpgradeState : %d\n", kFwCfgGet, upgrade_state);
+         text = std::to_string(upgrade_state);
+       }
+     }},
+    {"NewFWUpgradeSuccess",
+     [](ExtenderFirmware& s, std::string_view, std::string& text) {
+       int success = 0;
+       std::string results;
+       if (read_text_file("/tmp/hv1905_FWupgrade", results)) {
+         // The last line decides.
+         for (const std::string& line : text_lines(results, 63)) {
+           std::printf("buf = %s \n", line.c_str());
+           std::printf("FWUpgradeState_mac = %s \n", s.state_mac.c_str());
+           success = line.compare(0, 17, s.state_mac.substr(0, 17)) == 0 && line.size() >= 17 ? 1 : 0;
+         }
+       }
+       std::printf("%s : state : %d\n", kFwCfgGet, success);
+       text = std::to_string(success);
+       s.state_mac.clear();
+     }},
+};
+
+// Serves `name` from `reads`; false when none of them is it.
+bool read_member(std::span<const Read> reads, ExtenderFirmware& s, std::string_view name, std::string_view value,
+                 std::string& text) {
+  for (const Read& r : reads) {
+    if (r.member != name) continue;
+    r.read(s, value, text);
+    return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 int fw_list_param_handler(std::string_view name, std::string_view raw_value, ParseContext& context) {
@@ -107,26 +206,15 @@ int fw_list_param_handler(std::string_view name, std::string_view raw_value, Par
   if (context.is_set()) return value.empty() ? kEmptySetValue : 0;
   ExtenderFirmware& s = state();
   std::lock_guard lock(s.mutex);
-  std::string& text = context.text;
-  if (name == "FWNumberOfEntries") {
-    ExtraInfo_get(s);
-    text = std::to_string(s.count);
-  } else if (name == "HostMAC") {
-    s.rssi_mac.assign(value.substr(0, 17));
-    text.assign(value);
-  } else if (name == "RSSI") {
-    probe_db_lookup("SELECT Rssi FROM Device where [ALMac]='%s' OR [DevMac]='%s';", s.rssi_mac, text);
-  } else {
-    list_value(s, name, context.innermost_instance(), text);
-  }
+  if (!read_member(kListReads, s, name, value, context.text))
+    list_value(s, name, context.innermost_instance(), context.text);
   return 0;
 }
 
 int l2devCtrl_auto_config_func_set(std::string_view name, std::string_view value) {
   ExtenderFirmware& s = state();
   std::lock_guard lock(s.mutex);
-  if (name == "HostMAC") s.autocfg_mac.assign(value.substr(0, 19));
-  if (name == "ControlOption") s.autocfg_option.assign(value.substr(0, 7));
+  collect(s, kAutoCfgSlots, name, value, "l2devCtrl_auto_config_func_set");
   if (s.autocfg_mac.empty() || s.autocfg_option.empty()) return 0;
   // A MAC of at most 19 characters and an option of 7 always fit the command.
   run_tool("l2devCtrl_auto_config_func_set",
@@ -140,20 +228,7 @@ int l2devCtrl_FWcfg_func_set(std::string_view name, std::string_view value) {
   ExtenderFirmware& s = state();
   std::lock_guard lock(s.mutex);
   const char* self = "l2devCtrl_FWcfg_func_set";
-  const std::string text(value);
-  if (name == "HostMAC") {
-    s.fw_mac.assign(value.substr(0, 19));
-    std::printf("%s : MAC : %s\n", self, text.c_str());
-  } else if (name == "ControlOption") {
-    s.fw_option.assign(value.substr(0, 7));
-    std::printf("%s : ControlOption %s\n", self, text.c_str());
-  } else if (name == "AdditionalOption") {
-    s.fw_additional_option.assign(value.substr(0, 7));
-    std::printf("%s : AdditionalOption : %s\n", self, text.c_str());
-  } else if (name == "AdditionalURL") {
-    s.fw_additional_url.assign(value);
-    std::printf("%s : AdditionalURL : %s\n", self, text.c_str());
-  }
+  collect(s, kFwCfgSlots, name, value, self);
   if (s.fw_mac.empty() || s.fw_option.empty()) return 0;
   const bool additional = !s.fw_additional_option.empty() && !s.fw_additional_url.empty();
   const bool fit = additional ? fits({"/usr/sbin/hv1905App 9", s.fw_mac, s.fw_option, s.fw_additional_option,
@@ -176,35 +251,7 @@ int l2devCtrl_FWcfg_func_set(std::string_view name, std::string_view value) {
 int l2devCtrl_FWcfg_func_get(std::string_view name, std::string& text, std::string_view value) {
   ExtenderFirmware& s = state();
   std::lock_guard lock(s.mutex);
-  const char* self = "l2devCtrl_FWcfg_func_get";
-  if (name == "HostMAC") {
-    s.state_mac.assign(value.substr(0, 17));
-    std::printf("%s : MAC : %s\n", self, s.state_mac.c_str());
-    text.assign(value);
-  } else if (name == "NewFWUpgradeState") {
-    const QueryTable table = probe_db_rows(
-        sql_format("SELECT ExtraInfo FROM Device WHERE [DevType]='L2Device' AND [ALMac]='%s';", s.state_mac));
-    if (const char* extra = table.cell(1, 0)) {
-      JsonPtr info = json_parse_object(extra);
-      const int upgrade_state = json_integer(json_member(info.get(), "NewfirmwareUpgradeState")).value_or(0);
-      std::printf("%s : NewFWUpgradeState : %d\n", self, upgrade_state);
-      text = std::to_string(upgrade_state);
-    }
-  } else if (name == "NewFWUpgradeSuccess") {
-    int success = 0;
-    std::string results;
-    if (read_text_file("/tmp/hv1905_FWupgrade", results)) {
-      // The last line decides.
-      for (const std::string& line : text_lines(results, 63)) {
-        std::printf("buf = %s \n", line.c_str());
-        std::printf("FWUpgradeState_mac = %s \n", s.state_mac.c_str());
-        success = line.compare(0, 17, s.state_mac.substr(0, 17)) == 0 && line.size() >= 17 ? 1 : 0;
-      }
-    }
-    std::printf("%s : state : %d\n", self, success);
-    text = std::to_string(success);
-    s.state_mac.clear();
-  }
+  read_member(kFwCfgReads, s, name, value, text);
   return 0;
 }
 
