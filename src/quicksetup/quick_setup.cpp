@@ -71,36 +71,48 @@ int wan_type_read(std::string& text) {
   return rc;
 }
 
+// The status members of Tovi123, by name, served in gets and sets alike.
+struct StatusMember {
+  std::string_view name;
+  int (*serve)(std::string_view value, std::string& text);
+};
+constexpr StatusMember kStatusMembers[] = {
+    {"WiFiHWButton", [](std::string_view, std::string& text) { wifi_button_state_read(text); return 0; }},
+    {"WanHWConnection", [](std::string_view, std::string& text) { wan_link_state_read(text); return 0; }},
+    {"WanInternetConnection", [](std::string_view, std::string& text) { internet_state_read(text); return 0; }},
+    {"WiFiAction", [](std::string_view value, std::string&) { wps_watch_stop(value); return 0; }},
+    {"WanType", [](std::string_view, std::string& text) { return wan_type_read(text); }},
+};
+
+// The WAN objects, by node name. Their members are written only by a set request:
+// reads are reads.
+struct WanObject {
+  int node;
+  int (*write)(std::string_view name, std::string_view value);
+};
+constexpr WanObject kWanObjects[] = {
+    {node::kWan,
+     [](std::string_view, std::string_view value) {
+       if (value != "DHCP") return 0;
+       wan_change_prepare();
+       return wan_dhcp_write();
+     }},
+    {node::kWanStatic, [](std::string_view n, std::string_view v) { wan_change_prepare(); return wan_static_write(n, v); }},
+    {node::kWanPppoe, [](std::string_view n, std::string_view v) { wan_change_prepare(); return wan_pppoe_write(n, v); }},
+    {node::kWanPptp, [](std::string_view n, std::string_view v) { wan_change_prepare(); return wan_pptp_write(n, v); }},
+};
+
 }  // namespace
 
 int quick_setup_param_handler(std::string_view name, std::string_view value, ParseContext& context) {
-  std::string& text = context.text;
-  switch (context.node_parent) {
-    case node::kTovi123:
-      if (name == "WiFiHWButton") wifi_button_state_read(text);
-      else if (name == "WanHWConnection") wan_link_state_read(text);
-      else if (name == "WanInternetConnection") internet_state_read(text);
-      else if (name == "WiFiAction") wps_watch_stop(value);
-      else if (name == "WanType") return wan_type_read(text);
-      return 0;
-    case node::kWan:
-    case node::kWanStatic:
-    case node::kWanPppoe:
-    case node::kWanPptp:
-      // Reads are reads: the WAN members are written only by a set request.
-      if (!context.is_set()) return 0;
-      if (context.node_parent == node::kWan) {
-        if (value != "DHCP") return 0;
-        wan_change_prepare();
-        return wan_dhcp_write();
-      }
-      wan_change_prepare();
-      if (context.node_parent == node::kWanStatic) return wan_static_write(name, value);
-      if (context.node_parent == node::kWanPppoe) return wan_pppoe_write(name, value);
-      return wan_pptp_write(name, value);
-    default:
-      return 0;
+  if (context.node_parent == node::kTovi123) {
+    for (const StatusMember& member : kStatusMembers)
+      if (member.name == name) return member.serve(value, context.text);
+    return 0;
   }
+  for (const WanObject& object : kWanObjects)
+    if (object.node == context.node_parent) return context.is_set() ? object.write(name, value) : 0;
+  return 0;
 }
 
 }  // namespace pemo

@@ -1,5 +1,6 @@
 // WAN type configuration in the `network` package, put into effect afterwards by
 // wan_apply on the request layer's WAN apply worker.
+#include <span>
 #include <string>
 
 #include "platform/cfg.h"
@@ -27,6 +28,36 @@ int set_protocol(const char* proto) {
   return cfg_set("network.wan.v6_proto", proto);
 }
 
+// The option each member writes, exactly as received; kUserDns: the user's DNS list.
+struct MemberOption {
+  std::string_view member;
+  const char* option;
+};
+constexpr const char* kUserDns = nullptr;
+
+// Writes `name`'s option, or answers `otherwise` when no row is it.
+int write_member(std::span<const MemberOption> rows, std::string_view name, std::string_view value, int otherwise) {
+  for (const MemberOption& row : rows) {
+    if (row.member != name) continue;
+    return row.option == kUserDns ? wan_dns_write("USER", value) : cfg_set(row.option, value);
+  }
+  return otherwise;
+}
+
+constexpr MemberOption kStaticOptions[] = {{"StaticIP", "network.wan.ipaddr"},
+                                           {"Netmask", "network.wan.netmask"},
+                                           {"Gateway", "network.wan.gateway"},
+                                           {"Dns", kUserDns}};
+// Credentials are user data: stored exactly as received.
+constexpr MemberOption kPppoeOptions[] = {{"Account", "network.wan.username"},
+                                          {"Password", "network.wan.password"},
+                                          {"StaticWan", "network.wan.pppoeWanIpAddr"}};
+constexpr MemberOption kPptpOptions[] = {
+    {"StaticIP", "network.wan.ipaddr"},       {"Netmask", "network.wan.netmask"},
+    {"Gateway", "network.wan.gateway"},       {"Type", "network.vpn.proto"},
+    {"Account", "network.vpn.pptp_username"}, {"Password", "network.vpn.pptp_password"},
+    {"ServerIP", "network.vpn.pptp_serverip"}};
+
 }  // namespace
 
 void wan_change_prepare() {
@@ -44,12 +75,7 @@ int wan_dhcp_write() {
 }
 
 int wan_static_write(std::string_view name, std::string_view value) {
-  int rc = set_protocol("static");
-  if (name == "StaticIP") return cfg_set("network.wan.ipaddr", value);
-  if (name == "Netmask") return cfg_set("network.wan.netmask", value);
-  if (name == "Gateway") return cfg_set("network.wan.gateway", value);
-  if (name == "Dns") return wan_dns_write("USER", value);
-  return rc;
+  return write_member(kStaticOptions, name, value, set_protocol("static"));
 }
 
 int wan_pppoe_write(std::string_view name, std::string_view value) {
@@ -57,12 +83,7 @@ int wan_pppoe_write(std::string_view name, std::string_view value) {
   set_protocol("pppoe");
   static_cast<void>(cfg_set("network.wan.demand", ""));
   static_cast<void>(cfg_set("network.wan.mtu", "1492"));
-  int rc = wan_dns_write("ISP");
-  // Credentials are user data: stored exactly as received.
-  if (name == "Account") return cfg_set("network.wan.username", value);
-  if (name == "Password") return cfg_set("network.wan.password", value);
-  if (name == "StaticWan") return cfg_set("network.wan.pppoeWanIpAddr", value);
-  return rc;
+  return write_member(kPppoeOptions, name, value, wan_dns_write("ISP"));
 }
 
 int wan_pptp_write(std::string_view name, std::string_view value) {
@@ -71,17 +92,7 @@ int wan_pptp_write(std::string_view name, std::string_view value) {
   static_cast<void>(cfg_set("network.vpn.v6_proto", "static"));
   static_cast<void>(cfg_set("network.vpn.pptp_Nailedup", "1"));
   static_cast<void>(cfg_set("network.vpn.pptpWanIPMode", "1"));
-  int rc = cfg_set("network.vpn.pptp_Encryption", "Auto");
-  static constexpr struct {
-    const char* member;
-    const char* option;
-  } kOptions[] = {{"StaticIP", "network.wan.ipaddr"},        {"Netmask", "network.wan.netmask"},
-                  {"Gateway", "network.wan.gateway"},        {"Type", "network.vpn.proto"},
-                  {"Account", "network.vpn.pptp_username"},  {"Password", "network.vpn.pptp_password"},
-                  {"ServerIP", "network.vpn.pptp_serverip"}};
-  for (const auto& entry : kOptions)
-    if (name == entry.member) return cfg_set(entry.option, value);
-  return rc;
+  return write_member(kPptpOptions, name, value, cfg_set("network.vpn.pptp_Encryption", "Auto"));
 }
 
 int wan_apply() {
