@@ -1,8 +1,7 @@
 #!/bin/sh
 # Checks the gateway packaging: the init script parses, the recipe keeps its
-# promises (licence file, conffiles, the shipped log level), and an install into
-# a staging directory puts exactly the agent and its feature list in place (the
-# uci tool only when asked).
+# promises (licence file, conffiles, the shipped log level), and its install
+# steps put exactly the package's files in place (our uci tool is never one).
 # Usage: check.sh SOURCE_DIR BUILD_DIR
 set -eu
 source=$1 build=$2
@@ -19,11 +18,20 @@ shipped=$(sed -n "s/.*option log_level '\([0-9]*\)'.*/\1/p" "$source/packaging/o
 grep -q "config_get log_level main log_level $shipped\$" "$source/packaging/openwrt/pemo-agent/files/pemo-agent.init" ||
 	{ echo "the init script's default log level is not the shipped $shipped" >&2; exit 1; }
 
+# The recipe's own install steps, run as the SDK runs them on this build's
+# install tree (a cross build's under scripts/cross.sh), must put exactly the
+# package's files in place, each with its mode.
 stage="$build/packaging-stage"
 rm -rf "$stage"
-DESTDIR="$stage" cmake --install "$build" --prefix /usr >/dev/null
-found=$(cd "$stage" && find . -type f | sort | tr '\n' ' ')
-expected="./etc/pemo-agent/feature.json ./usr/sbin/pemo-agent "
+DESTDIR="$stage/install" cmake --install "$build" --prefix /usr >/dev/null
+sed -n '/^define Package\/pemo-agent\/install/,/^endef/p' "$recipe" | sed '1d;$d' |
+	sed -e "s|\$(1)|$stage/root|g" -e "s|\$(PKG_INSTALL_DIR)|$stage/install|g" \
+	    -e 's|\$(INSTALL_DIR)|install -d -m0755|g' -e 's|\$(INSTALL_BIN)|install -m0755|g' \
+	    -e 's|\$(INSTALL_DATA)|install -m0644|g' -e 's|\$(INSTALL_CONF)|install -m0600|g' >"$stage/install.sh"
+grep -q '\$(' "$stage/install.sh" && { echo "the recipe's install uses a variable this check does not know" >&2; exit 1; }
+(cd "$source/packaging/openwrt/pemo-agent" && sh -e "$stage/install.sh")
+found=$(cd "$stage/root" && find . -type f -printf '%p:%m\n' | sort | tr '\n' ' ')
+expected="./etc/config/pemo-agent:600 ./etc/init.d/pemo-agent:755 ./etc/pemo-agent/feature.json:644 ./usr/sbin/pemo-agent:755 "
 if [ "$found" != "$expected" ]; then
 	echo "installed: $found" >&2
 	echo "expected:  $expected" >&2
