@@ -125,8 +125,10 @@ TEST_F(Firmware, DownloadThatFailsOrNeverFinishesIsGivenUp) {
   const std::size_t kills = runner_.commands().size();
   runner_.answer("get_online_fw", {0, false, {}}, [] { write_file("/tmp/get_online_fw", "fail\n"); });
   unlink("/tmp/fw_status");
+  const auto started = clock_.now();
   upgrade();
   EXPECT_EQ(test::read_file("/tmp/fw_status"), "0\n");
+  EXPECT_LE(clock_.now() - started, 2s) << "a failed download is given up at the first poll";
   for (const std::string& command : runner_.commands(kills)) EXPECT_EQ(command.find("killall"), std::string::npos);
   unlink("/tmp/fw_online_info");
   upgrade();

@@ -56,8 +56,10 @@ class HandlerTest : public testing::Test {
   static std::string cell(const std::string& query) { return sql(kProbeDbPath, query).at(0).at(0); }
   RecordingRunner runner_;
   ScopedRunner scoped_{runner_};
-  // The product's pauses (polls, the apply delay, tool waits) pass at once.
-  ScopedClock clock_{process_clock(ManualClock::Mode::kAdvanceOnSleep)};
+  // The product's pauses (polls, the apply delay, tool waits) pass at once,
+  // moving the clock on by their length.
+  ManualClock& clock_ = process_clock(ManualClock::Mode::kAdvanceOnSleep);
+  ScopedClock scoped_clock_{clock_};
 };
 
 }  // namespace pemo::test
