@@ -55,7 +55,7 @@ while IFS=$'\t' read -r label subsystem file text replacement; do
 	mutate "$original" "$text" "$replacement"
 	if ! cmake --build "$dir" -j"$(nproc)" >>"$log" 2>&1; then
 		verdict=stillborn; stillborn=$((stillborn + 1))
-	elif (cd "$dir" && ctest -L "(^|:)$subsystem(:|\$)" -j"$(nproc)" --timeout 120 --stop-on-failure >>"$log" 2>&1); then
+	elif (cd "$dir" && ctest -L "(^|:)($subsystem)(:|\$)" -j"$(nproc)" --timeout 120 --stop-on-failure >>"$log" 2>&1); then
 		verdict=survived; survived=$((survived + 1))
 	else
 		verdict=killed; killed=$((killed + 1))
