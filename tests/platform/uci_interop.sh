@@ -14,7 +14,29 @@ skip() { echo "SKIPPED: $*"; exit 77; }
 if [ -z "${UCI_INTEROP_INSIDE:-}" ]; then
   unshare -rm true 2>/dev/null || skip "no private user and mount namespaces here"
   export UCI_INTEROP_INSIDE=1
-  exec unshare -rm sh -c 'mount -t tmpfs tmpfs /tmp && exec "$0" "$@"' "$0" "$@"
+  # A fresh /tmp that keeps the folders of this script and its arguments found
+  # there (CI may clone under /tmp): each is held open, then bound back from its
+  # descriptor (taken as it is: by name it would be the new, empty /tmp).
+  exec unshare -rm sh -c '
+    set -e
+    nl="
+"
+    tops=
+    for p in "$0" "$@"; do
+      case "$p" in /tmp/?*)
+        rest=${p#/tmp/}
+        top=/tmp/${rest%%/*}
+        case "$nl$tops" in *"$nl$top$nl"*) ;; *) tops="$tops$top$nl" ;; esac ;;
+      esac
+    done
+    IFS=$nl
+    n=3
+    for top in $tops; do eval "exec $n<\"\$top\""; n=$((n + 1)); done
+    mount -t tmpfs tmpfs /tmp
+    n=3
+    for top in $tops; do mkdir -p "$top" && mount --no-canonicalize --rbind "/proc/self/fd/$n" "$top"; n=$((n + 1)); done
+    unset IFS
+    exec "$0" "$@"' "$0" "$@"
 fi
 real="$prefix/bin/uci"
 export LD_LIBRARY_PATH="$prefix/lib"
