@@ -29,6 +29,14 @@ std::string header(int version, int type, int length) {
   return std::string(reinterpret_cast<char*>(h.data()), 4);
 }
 
+void send_to_agent(int sock, const std::string& datagram) {
+  sockaddr_in agent{};
+  agent.sin_family = AF_INET;
+  agent.sin_port = htons(kServicePort);
+  agent.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  sendto(sock, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&agent), sizeof agent);
+}
+
 const std::string kRequest = R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"MagicNum":"Q5190","AppVersion":1}}}})";
 
 void seed_system(const std::string& mode, const std::string& password, const std::string& quick_setup) {
@@ -139,11 +147,7 @@ class DiscoveryService : public Discovery {
   }
   // Sends a datagram and returns the answer's bytes ("" when none in time).
   std::string ask(const std::string& datagram, int wait_ms = 3000) {
-    sockaddr_in agent{};
-    agent.sin_family = AF_INET;
-    agent.sin_port = htons(kServicePort);
-    agent.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    sendto(sock_.get(), datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&agent), sizeof agent);
+    send_to_agent(sock_.get(), datagram);
     pollfd waiting{sock_.get(), POLLIN, 0};
     if (poll(&waiting, 1, wait_ms) != 1) return "";
     std::string answer(4096, '\0');
@@ -178,13 +182,8 @@ TEST(DiscoveryWait, NothingIsServedUntilTheDatabaseExists) {
   ScopedClock scoped_clock(clock);
   std::thread(app_discover_main).detach();
   UniqueFd sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  sockaddr_in agent{};
-  agent.sin_family = AF_INET;
-  agent.sin_port = htons(kServicePort);
-  agent.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  const std::string datagram = header(2, 5, 1) + "x";
   ASSERT_TRUE(clock.wait_for_sleepers(1));  // the loop waits for the database, a second at a time
-  sendto(sock.get(), datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&agent), sizeof agent);
+  send_to_agent(sock.get(), header(2, 5, 1) + "x");
   pollfd waiting{sock.get(), POLLIN, 0};
   for (int round = 0; round < 3; ++round) {
     clock.advance(std::chrono::seconds(1));

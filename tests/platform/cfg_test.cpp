@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <thread>
+#include <tuple>
 
 #include "support/sandbox.h"
 
@@ -31,26 +32,20 @@ class Cfg : public testing::Test {
 };
 
 TEST_F(Cfg, GetTellsMissingPackageFromMissingOption) {
-  std::string buffer = "system.main.pwd";
-  EXPECT_EQ(cfg_get(buffer), 0);
-  EXPECT_EQ(buffer, "5927");
-  buffer = "nosuch.main.pwd";
-  EXPECT_EQ(cfg_get(buffer), kCfgPackageNotFound);
-  EXPECT_EQ(buffer, "");
-  buffer = "system.main.nosuch";
-  EXPECT_EQ(cfg_get(buffer), kCfgNotFound);
-  EXPECT_EQ(buffer, "");
-  buffer = "system.nosuch.pwd";
-  EXPECT_EQ(cfg_get(buffer), kCfgNotFound);
-  buffer = "system.main";  // names no option: left as it was
-  EXPECT_EQ(cfg_get(buffer), 0);
-  EXPECT_EQ(buffer, "system.main");
-  buffer = "system/x.main.pwd";
-  EXPECT_EQ(cfg_get(buffer), kCfgPackageNotFound);
-  EXPECT_EQ(buffer, "");
-  buffer = "system.main.bad-option";
-  EXPECT_EQ(cfg_get(buffer), kCfgNotFound);
-  EXPECT_EQ(buffer, "");
+  const std::tuple<std::string, int, std::string> cases[] = {
+      {"system.main.pwd", 0, "5927"},
+      {"nosuch.main.pwd", kCfgPackageNotFound, ""},
+      {"system.main.nosuch", kCfgNotFound, ""},
+      {"system.nosuch.pwd", kCfgNotFound, ""},
+      {"system.main", 0, "system.main"},  // names no option: left as it was
+      {"system/x.main.pwd", kCfgPackageNotFound, ""},
+      {"system.main.bad-option", kCfgNotFound, ""},
+  };
+  for (const auto& [path, status, value] : cases) {
+    std::string buffer = path;
+    EXPECT_EQ(cfg_get(buffer), status) << path;
+    EXPECT_EQ(buffer, value) << path;
+  }
 }
 
 TEST_F(Cfg, EmptyValueAndValuesThatDoNotFit) {
