@@ -63,12 +63,14 @@ class Hostile : public testing::Test {
   void wait_quiet() const {
     using namespace std::chrono_literals;
     std::size_t lines = 0;
-    for (int still = 0, round = 0; still < 8 && round < 240; ++round) {
+    int still = 0;
+    for (int round = 0; still < 8 && round < 240; ++round) {
       std::this_thread::sleep_for(250ms);
       const std::size_t now = gateway_.calls().size();
       still = now == lines ? still + 1 : 0;
       lines = now;
     }
+    if (still < 8) ADD_FAILURE() << "the gateway kept calling tools for a minute";
   }
 
   // Tool names called since line `from` of the call log; counts refusals.
