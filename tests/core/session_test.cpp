@@ -61,8 +61,8 @@ class Peer {
     client::Reply r;
     std::string error;
     if (!session_.receive(key, r, error)) return "closed";
-    return std::to_string(r.header.version) + "/" + std::to_string(r.header.type) + ": " +
-           (r.status() > 0 ? r.payload : std::to_string(r.status()));
+    if (r.status() <= 0) return status(r.header.version, r.header.type, r.status());
+    return std::to_string(r.header.version) + "/" + std::to_string(r.header.type) + ": " + r.payload;
   }
   bool closed_by_agent() {
     char c;
