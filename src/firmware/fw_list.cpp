@@ -214,10 +214,11 @@ int fw_list_param_handler(std::string_view name, std::string_view raw_value, Par
 int l2devCtrl_auto_config_func_set(std::string_view name, std::string_view value) {
   ExtenderFirmware& s = state();
   std::lock_guard lock(s.mutex);
-  collect(s, kAutoCfgSlots, name, value, "l2devCtrl_auto_config_func_set");
+  const char* self = "l2devCtrl_auto_config_func_set";
+  collect(s, kAutoCfgSlots, name, value, self);
   if (s.autocfg_mac.empty() || s.autocfg_option.empty()) return 0;
   // A MAC of at most 19 characters and an option of 7 always fit the command.
-  run_tool("l2devCtrl_auto_config_func_set",
+  run_tool(self,
            "/usr/sbin/hv1905App 7 " + shell_quote(s.autocfg_mac) + " " + shell_quote(s.autocfg_option));
   s.autocfg_mac.clear();
   s.autocfg_option.clear();
