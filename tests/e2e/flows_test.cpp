@@ -57,17 +57,6 @@ TEST_F(WifiFlow, RenameOnBothRadiosChangeA5GhzKeyAndApply) {
     EXPECT_EQ(call.find("new;key"), std::string::npos) << call;
 }
 
-TEST_F(WifiFlow, NewConfigPasswordKeysTheNextSession) {
-  EXPECT_EQ(gateway_.set(R"({"Device":{"LANConfigSecurity":{"ConfigPassword":"n\"ew pw"}}})"),
-            R"({ "Device": { "LANConfigSecurity": { "ConfigPassword": "n\"ew pw" } } })");
-  EXPECT_TRUE(gateway_.called("uci_apply system"));
-  client::Reply reply = gateway_.exchange(kTypeParamGet, R"({"Device":{"LANConfigSecurity":{"ConfigPassword":""}}})",
-                                          "n\"ew pw");
-  EXPECT_EQ(reply.payload, R"({ "Device": { "LANConfigSecurity": { "ConfigPassword": "n\"ew pw" } } })");
-  reply = gateway_.exchange(kTypeParamGet, R"({"Device":{"LANConfigSecurity":{"ConfigPassword":""}}})", "5927");
-  EXPECT_LE(reply.status(), 0);
-}
-
 TEST_F(ControlFlow, ParentalRuleAddedScheduledAndEnabled) {
   // The snapshot and the add travel on one connection, as the application sends them.
   client::Session session = gateway_.connect();
@@ -140,28 +129,6 @@ TEST_F(FirmwareFlow, SessionsKeepTheCachedPasswordDuringAnUpgrade) {
   gateway_.set(kOta + R"("UpdateSoftware":"1")" + kOtaEnd);
   gateway_.run("uci set system.main.pwd=changed && uci commit system");
   EXPECT_NE(state().find(R"("FWUpgradeState": 2)"), std::string::npos) << "keyed with the cached 5927";
-}
-
-TEST_F(FirmwareFlow, TracerouteHopsOnTheSameConnection) {
-  client::Session session = gateway_.connect();
-  client::Reply reply;
-  std::string error;
-  ASSERT_TRUE(session.exchange(kTypeParamSet,
-                               R"({"Device":{"IP":{"Diagnostics":{"TraceRoute":{"Host":"9.9.9.9",)"
-                               R"("DiagnosticsState":"Requested","RouteHopsNumberOfEntries":0}}}}})",
-                               "5927", reply, error));
-  EXPECT_NE(reply.payload.find(R"("DiagnosticsState": "Complete", "RouteHopsNumberOfEntries": 4)"), std::string::npos)
-      << reply.payload;
-  ASSERT_TRUE(session.exchange(kTypeParamGet,
-                               R"({"Device":{"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"Host":"",)"
-                               R"("HostAddress":"","RTTimes":""},"i2":{"Host":""}}}}}}})",
-                               "5927", reply, error));
-  EXPECT_NE(reply.payload.find(R"("i1": { "Host": "gateway.isp.example", "HostAddress": "100.64.0.1", "RTTimes": "1.204" })"),
-            std::string::npos) << reply.payload;
-  EXPECT_NE(reply.payload.find(R"("i2": { "Host": "*" })"), std::string::npos);
-  // Another connection has no hops of its own.
-  EXPECT_NE(gateway_.get(R"({"Device":{"IP":{"Diagnostics":{"TraceRoute":{"RouteHops":{"i1":{"Host":"x"}}}}}}})")
-                .find(R"("Host": "")"), std::string::npos);
 }
 
 }  // namespace
