@@ -1,10 +1,10 @@
 // A handful of hostile values at every text leaf of the tree, sent in set
 // requests to a simulated gateway as a peer on the LAN could send them, where
 // every command really runs through the shell (request/hostile_test.cpp sends
-// all of them in-process). Whatever a handler does with a value, it must not run
-// a command of the sender's choosing, call a tool that a benign value does not
-// call, split a value into more arguments than a tool takes, add options to the
-// configuration or rows and tables to the probe database, or stop answering.
+// all of them in-process and checks each command's shape). Whatever a handler
+// does with a value, it must not run a command of the sender's choosing, add
+// options to the configuration or rows and tables to the probe database, or
+// stop answering.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -73,17 +73,6 @@ class Hostile : public testing::Test {
     if (still < 8) ADD_FAILURE() << "the gateway kept calling tools for a minute";
   }
 
-  // Tool names called since line `from` of the call log; counts refusals.
-  std::set<std::string> tools_since(std::size_t from, std::size_t& refused) const {
-    const std::vector<std::string> calls = gateway_.calls();
-    std::set<std::string> tools;
-    for (std::size_t k = from; k < calls.size(); ++k) {
-      if (calls[k].rfind("REFUSED", 0) == 0) ++refused;
-      tools.insert(calls[k].substr(0, calls[k].find(' ')));
-    }
-    return tools;
-  }
-
   std::set<std::string> options() const {
     return test::option_names([this](const std::string& path) { return gateway_.read(path); });
   }
@@ -95,13 +84,9 @@ class Hostile : public testing::Test {
 TEST_F(Hostile, ValuesAtEveryTextLeafRunNothingAndAddNothingEndToEnd) {
   const std::vector<std::string> schema = gateway_.sql("SELECT type, name, sql FROM sqlite_master ORDER BY name;");
   const std::vector<std::string> rows = gateway_.sql("SELECT count(*) FROM Device;");
-  sweep({"benign"});
+  sweep({"benign"});  // options a set may add with any value
   wait_quiet();
-  std::size_t benign_refused = 0;
-  const std::set<std::string> benign_tools = tools_since(0, benign_refused);
   const std::set<std::string> benign_options = options();
-  const std::size_t benign_calls = gateway_.calls().size();
-
   // The ways out of a quoted word: a single quote, a line break, and a double
   // quote with both kinds of expansion. A sanitized agent takes the first only.
   std::vector<std::string> values = {"'; touch /tmp/pwned; '\ntouch /tmp/pwned",
@@ -111,11 +96,6 @@ TEST_F(Hostile, ValuesAtEveryTextLeafRunNothingAndAddNothingEndToEnd) {
   wait_quiet();
 
   EXPECT_FALSE(test::file_exists(gateway_.path(test::kCanary))) << "a hostile value ran a command";
-  std::size_t refused = 0;
-  for (const std::string& tool : tools_since(benign_calls, refused))
-    EXPECT_TRUE(benign_tools.count(tool) == 1 || tool == "REFUSED") << "called only by hostile values: " << tool;
-  EXPECT_EQ(benign_refused, 0u) << "a benign value gave a tool arguments it does not take";
-  EXPECT_EQ(refused, 0u) << "a hostile value gave a tool arguments it does not take";
   for (const std::string& option : options())
     EXPECT_EQ(benign_options.count(option), 1u) << "an option appeared: " << option;
   EXPECT_EQ(gateway_.sql("SELECT type, name, sql FROM sqlite_master ORDER BY name;"), schema);

@@ -48,14 +48,10 @@ TEST_F(Requests, FeatureListCarriesTheMagicNumber) {
 }
 
 TEST_F(Requests, SystemQueryChecksMagicBeforeVersion) {
-  EXPECT_EQ(serve(doSysQueryReq,
-                  R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"MagicNum":"Q5191","AppVersion":2}}}})"),
-            "<-4>");
-  EXPECT_EQ(serve(doSysQueryReq,
-                  R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"MagicNum":"Q5190","AppVersion":2}}}})"),
-            "<-3>");
-  EXPECT_EQ(serve(doSysQueryReq, R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"MagicNum":""}}}})"),
-            "<-4>");
+  const std::string info = R"({"Device":{"X_Halvo_Ext":{"AppInfo":)";
+  EXPECT_EQ(serve(doSysQueryReq, info + R"({"MagicNum":"Q5191","AppVersion":2}}}})"), "<-4>");
+  EXPECT_EQ(serve(doSysQueryReq, info + R"({"MagicNum":"Q5190","AppVersion":2}}}})"), "<-3>");
+  EXPECT_EQ(serve(doSysQueryReq, info + R"({"MagicNum":""}}}})"), "<-4>");
 }
 
 TEST_F(Requests, PayloadsThatAreNotAnObjectAreInvalidJson) {
@@ -66,11 +62,6 @@ TEST_F(Requests, PayloadsThatAreNotAnObjectAreInvalidJson) {
   std::string objects;
   for (int k = 0; k < 800; ++k) objects += R"({"a":)";
   EXPECT_EQ(serve(doParaSetReq, objects), "<-2>");
-}
-
-TEST_F(Requests, GetReturnsTheFilledDocument) {
-  EXPECT_EQ(serve(doParaGetReq, R"({"Device":{"WiFi":{"RadioNumberOfEntries":0}}})"),
-            R"({ "Device": { "WiFi": { "RadioNumberOfEntries": 2 } } })");
 }
 
 TEST_F(Requests, ReplyThatWouldNotFitIsAStatus) {

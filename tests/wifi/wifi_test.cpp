@@ -95,16 +95,6 @@ TEST_F(Wifi, SsidOnBothRadiosGetsTheSuffixAndMarks) {
   for (const std::string& command : runner_.commands()) EXPECT_NE(command.find("wps_conf"), std::string::npos);
 }
 
-TEST_F(Wifi, SsidOnOneRadio) {
-  wifi(R"({"SSID":{"i1":{"CheckFreqBand":"5G","SSID":"Fast"}}})", true);
-  EXPECT_EQ(iface(4, "ssid"), "Fast");
-  EXPECT_EQ(iface(0, "ssid"), "HomeGateway-2.4G");
-  EXPECT_FALSE(test::file_exists("/tmp/wifi24G_Apply"));
-  EXPECT_EQ(option("wps.wps.conf"), "0");
-  EXPECT_EQ(option("wps5G.wps.conf"), "1");
-  EXPECT_EQ(pending_set_band(), "");
-}
-
 TEST_F(Wifi, KeyWriteSwitchesToWpa2OnTheChosenRadio) {
   ASSERT_EQ(cfg_set("wireless.@wifi-iface[4].encryption", "NONE"), 0);
   wifi(R"({"AccessPoint":{"i1":{"Security":{"CheckFreqBand":"5G","ModeEnabled":"WPA2-Personal","PreShareKey":"\"k3y\""}}}})",
@@ -170,14 +160,6 @@ TEST_F(Wifi, RefusedValues) {
   EXPECT_EQ(iface(0, "ssid"), std::string(127, 's'));
   EXPECT_EQ(wifi(R"({"SSID":{"i1":{"CheckFreqBand":"24G","SSID":""}}})"),
             R"({"SSID":{"i1":{"CheckFreqBand":"24G","SSID":")" + std::string(127, 's') + R"("}}})");
-}
-
-TEST_F(Wifi, RadioValuesReadZeroAndIgnoreWrites) {
-  EXPECT_EQ(wifi(R"({"Radio":{"i1":{"TransmitPower":7,"AutoChannelEnable":1}}})"),
-            R"({"Radio":{"i1":{"TransmitPower":0,"AutoChannelEnable":0}}})");
-  const std::string before = test::read_file("/etc/config/wireless");
-  EXPECT_EQ(wifi(R"({"Radio":{"i1":{"TransmitPower":6}}})", true), R"({"Radio":{"i1":{"TransmitPower":6}}})");
-  EXPECT_EQ(test::read_file("/etc/config/wireless"), before);
 }
 
 TEST_F(Wifi, ConfigPasswordIsStoredWholeAndApplied) {

@@ -74,20 +74,6 @@ TEST(SessionCipher, MatchesTheFullTableCipherForEveryKeyLength) {
   }
 }
 
-// Pieces of one stream, split at odd places, give the same bytes as one call.
-TEST(SessionCipher, SplitCallsContinueOneKeystream) {
-  const std::string text(1000, 'q');
-  std::string pieces = text;
-  SessionCipher cipher("5927");
-  std::size_t offset = 0;
-  for (std::size_t size : {1, 254, 2, 255, 256, 232}) {
-    cipher.crypt(pieces.data() + offset, size);
-    offset += size;
-  }
-  ASSERT_EQ(offset, text.size());
-  EXPECT_EQ(pieces, literal_encipher("5927", text));
-}
-
 TEST(FrameHeader, LengthIsSignedLittleEndian) {
   EXPECT_EQ(encode_header({1, 5, 40}), (HeaderBytes{0x01, 0x05, 0x28, 0x00}));
   EXPECT_EQ(encode_header({2, 5, -8}), (HeaderBytes{0x02, 0x05, 0xF8, 0xFF}));
