@@ -151,29 +151,6 @@ TEST_F(UciStore, BadRecordsLoseOnlyThemselves) {
   EXPECT_EQ(get("wireless.wifi0.b"), "2");
 }
 
-TEST_F(UciStore, ConcurrentWritersLoseNothing) {
-  constexpr int kThreads = 4, kEach = 15;
-  std::vector<std::thread> writers;
-  for (int t = 0; t < kThreads; ++t) {
-    writers.emplace_back([this, t] {
-      for (int k = 0; k < kEach; ++k) {
-        Path path;
-        parse_path("wireless.wifi0.o" + std::to_string(t) + "_" + std::to_string(k), path);
-        EXPECT_EQ(stage_set(dirs_, path, std::to_string(k)), kOk);
-        if (k % 3 == 0) {
-          EXPECT_EQ(commit(dirs_, "wireless"), kOk);
-        }
-      }
-    });
-  }
-  for (auto& w : writers) w.join();
-  ASSERT_EQ(commit(dirs_, "wireless"), kOk);
-  for (int t = 0; t < kThreads; ++t)
-    for (int k = 0; k < kEach; ++k)
-      EXPECT_EQ(get("wireless.wifi0.o" + std::to_string(t) + "_" + std::to_string(k)),
-                std::to_string(k));
-}
-
 TEST_F(UciStore, FullFileSystemKeepsTheOldFileAndTheStagedChanges) {
   // A tiny file system holding the package leaves no room for the rewritten file.
   std::string small = dirs_.config + "/../small";
