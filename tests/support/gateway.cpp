@@ -25,6 +25,26 @@ pid_t first_child(pid_t parent) {
   return child;
 }
 
+// Starts a program (words[0] is its path) with standard output and error appended
+// to `log_path`. Its process id, or -1.
+pid_t spawn_logged(const std::vector<std::string>& words, const std::string& log_path) {
+  std::vector<std::string> copy = words;
+  std::vector<char*> argv;
+  for (std::string& w : copy) argv.push_back(w.data());
+  argv.push_back(nullptr);
+  pid_t pid = fork();
+  if (pid == 0) {
+    int log = open(log_path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    if (log >= 0) {
+      dup2(log, 1);
+      dup2(log, 2);
+    }
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  return pid;
+}
+
 }  // namespace
 
 SimGateway::~SimGateway() { stop(); }

@@ -110,36 +110,11 @@ std::string read_file(const std::string& path) {
   return content.str();
 }
 
-bool file_exists(const std::string& path) {
-  struct stat info;
-  return stat(path.c_str(), &info) == 0;
-}
-
 long proc_status_field(pid_t pid, const std::string& field) {
   std::ifstream status("/proc/" + std::to_string(pid) + "/status");
   for (std::string line; std::getline(status, line);)
     if (line.rfind(field + ":", 0) == 0) return std::stol(line.substr(field.size() + 1));
   return -1;
-}
-
-pid_t spawn_logged(const std::vector<std::string>& words, const std::string& log_path,
-                   const char* path) {
-  std::vector<std::string> copy = words;
-  std::vector<char*> argv;
-  for (std::string& w : copy) argv.push_back(w.data());
-  argv.push_back(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    int log = open(log_path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-    if (log >= 0) {
-      dup2(log, 1);
-      dup2(log, 2);
-    }
-    if (path != nullptr) setenv("PATH", path, 1);
-    execv(argv[0], argv.data());
-    _exit(127);
-  }
-  return pid;
 }
 
 void seed_system_package(std::string_view password) {

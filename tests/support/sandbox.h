@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/files.h"
 #include "platform/shell.h"
 
 namespace pemo::test {
@@ -32,15 +33,9 @@ const std::string& sandbox_failure();
 
 void write_file(const std::string& path, std::string_view content);
 std::string read_file(const std::string& path);
-bool file_exists(const std::string& path);
+using ::pemo::file_exists;
 // A numeric field of /proc/PID/status ("VmRSS", "RssAnon", "Threads"), or -1.
 long proc_status_field(pid_t pid, const std::string& field);
-
-// Starts a program (words[0] is its path) with standard output and error appended
-// to `log_path`. Its process id, or -1.
-// With `path` set, the program's PATH is that instead of the test's.
-pid_t spawn_logged(const std::vector<std::string>& words, const std::string& log_path,
-                   const char* path = nullptr);
 
 // Writes the minimal system package the session needs (password, host name).
 void seed_system_package(std::string_view password = "5927");
