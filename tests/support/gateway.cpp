@@ -120,13 +120,12 @@ bool SimGateway::called(const std::string& line) const {
   return false;
 }
 
-std::string SimGateway::run(const std::string& command, int* status) const {
-  ShellResult r = posix_runner().execute(
-      {"nsenter -t " + std::to_string(init_pid_) + " -m -p -r -w /bin/sh -c " +
-           shell_quote("export PATH=/usr/sbin:/usr/bin:/sbin:/bin; " + command),
-       true, 1 << 20, 30s});
-  if (status != nullptr) *status = r.status;
-  return r.output;
+std::string SimGateway::run(const std::string& command) const {
+  return posix_runner()
+      .execute({"nsenter -t " + std::to_string(init_pid_) + " -m -p -r -w /bin/sh -c " +
+                    shell_quote("export PATH=/usr/sbin:/usr/bin:/sbin:/bin; " + command),
+                true, 1 << 20, 30s})
+      .output;
 }
 
 pid_t SimGateway::agent_pid() const {

@@ -43,8 +43,8 @@ class SimGateway {
   // The platform calls made so far, one line each.
   std::vector<std::string> calls() const;
   bool called(const std::string& line) const;
-  // Runs a shell command inside the gateway; its output (and exit status).
-  std::string run(const std::string& command, int* status = nullptr) const;
+  // Runs a shell command inside the gateway; its output.
+  std::string run(const std::string& command) const;
 
   // The agent's process id as the host sees it (a child of the gateway's init),
   // or -1.
