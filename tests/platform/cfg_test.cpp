@@ -185,11 +185,12 @@ TEST_F(Cfg, EveryReadSeesWhatAnotherProcessWrote) {
   ASSERT_EQ(cfg_get(buffer), 0);
   EXPECT_EQ(buffer, "HomeGa7e");
   // Staged by the command-line tool, then reverted by it.
-  for (const char* command : {"set system.main.hostname=Staged", "revert system"}) {
+  for (const auto& [command, seen] : {std::pair{"set system.main.hostname=Staged", "Staged"},
+                                      std::pair{"revert system", "HomeGa7e"}}) {
     ASSERT_EQ(uci(command), 0);
     buffer = "system.main.hostname";
     ASSERT_EQ(cfg_get(buffer), 0);
-    EXPECT_EQ(buffer, *command == 's' ? "Staged" : "HomeGa7e") << command;
+    EXPECT_EQ(buffer, seen) << command;
   }
   unlink("/etc/config/system");
   buffer = "system.main.hostname";

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include "platform/shell.h"
 #include "support/sandbox.h"
@@ -27,10 +28,9 @@ pid_t first_child(pid_t parent) {
 
 // Starts a program (words[0] is its path) with standard output and error appended
 // to `log_path`. Its process id, or -1.
-pid_t spawn_logged(const std::vector<std::string>& words, const std::string& log_path) {
-  std::vector<std::string> copy = words;
+pid_t spawn_logged(std::vector<std::string> words, const std::string& log_path) {
   std::vector<char*> argv;
-  for (std::string& w : copy) argv.push_back(w.data());
+  for (std::string& w : words) argv.push_back(w.data());
   argv.push_back(nullptr);
   pid_t pid = fork();
   if (pid == 0) {
@@ -55,7 +55,7 @@ bool SimGateway::start(const std::vector<std::string>& agent_arguments, bool fas
   if (fast_sleeps) words.emplace_back("--fast-sleeps");
   words.emplace_back("--");
   words.insert(words.end(), agent_arguments.begin(), agent_arguments.end());
-  launcher_pid_ = spawn_logged(words, "/tmp/gateway.log");
+  launcher_pid_ = spawn_logged(std::move(words), "/tmp/gateway.log");
   if (launcher_pid_ < 0) return false;
   const auto deadline = std::chrono::steady_clock::now() + 10s;
   while (std::chrono::steady_clock::now() < deadline) {
