@@ -1,15 +1,27 @@
 // Miscellaneous values and the speed test, through the parser as a request would.
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/stat.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/fd.h"
 #include "support/handler.h"
 
 namespace pemo {
 namespace {
+
+constexpr const char* kPidFile = "/var/run/hvhttpd.pid";
+
+// A child that waits until it is killed.
+pid_t sleeper() {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    pause();
+    _exit(0);
+  }
+  return pid;
+}
 
 class Misc : public test::HandlerTest {
  protected:
@@ -20,6 +32,8 @@ class Misc : public test::HandlerTest {
 };
 
 TEST_F(Misc, SpeedTestFromUrlToSpeeds) {
+  ext(R"("SpeedTestInfo":{"URL":"\"\""})", true);
+  EXPECT_FALSE(test::file_exists("/tmp/SpeedTestURL"));
   // The handler keeps its argument text, which a set reply then shows.
   EXPECT_EQ(ext(R"("SpeedTestInfo":{"URL":"\"http://a.example/st,http://b.example"})", true),
             R"({"SpeedTestInfo":{"URL":"SpeedTest_URL"}})");
@@ -43,82 +57,38 @@ TEST_F(Misc, SpeedTestFromUrlToSpeeds) {
             R"({"SpeedTestInfo":{"End":0,"DownloadSpeed":"93.50","UploadSpeed":"11.25"}})");
 }
 
-TEST_F(Misc, EmptyUrlWritesNoFile) {
-  ext(R"("SpeedTestInfo":{"URL":"\"\""})", true);
-  EXPECT_FALSE(test::file_exists("/tmp/SpeedTestURL"));
-}
-
-TEST_F(Misc, WebServerStartsOnceAndStops) {
+// Stopping signals exactly the process the check found running: the pid file is
+// then a FIFO that names the server to its first reader and a bystander to any
+// later one, as a file rewritten between the check and the kill would.
+TEST_F(Misc, WebServerStartsOnceAndStopsOnlyTheProcessItFound) {
   EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"ServerPort":0})"), R"({"GwSpeedTestInfo":{"ServerPort":5566}})");
   EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":0})", true), R"({"GwSpeedTestInfo":{"Enable":0}})");
   EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":1})", true), R"({"GwSpeedTestInfo":{"Enable":0}})");
-  EXPECT_EQ(runner_.commands(),
-            std::vector<std::string>{"/bin/hvhttpd -p 5566 -P /var/run/hvhttpd.pid &"});
-
-  // A server of our own stands for the running one.
-  pid_t server = fork();
-  if (server == 0) {
-    pause();
-    _exit(0);
-  }
-  test::write_file("/var/run/hvhttpd.pid", std::to_string(server) + "\n");
+  EXPECT_EQ(runner_.commands(), std::vector<std::string>{"/bin/hvhttpd -p 5566 -P /var/run/hvhttpd.pid &"});
+  const pid_t server = sleeper(), bystander = sleeper();
+  test::write_file(kPidFile, std::to_string(server) + "\n");
   EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":1})", true), "<-26>");
+  unlink(kPidFile);
+  ASSERT_EQ(mkfifo(kPidFile, 0600), 0);
+  std::thread feeder([&] {
+    for (const pid_t pid : {server, bystander}) {
+      const std::string line = std::to_string(pid) + "\n";
+      UniqueFd fd(open(kPidFile, O_WRONLY | O_CLOEXEC));  // waits for the next reader
+      static_cast<void>(write(fd.get(), line.data(), line.size()));
+      fd = UniqueFd();
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the reader takes its end of file
+    }
+  });
   EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":0})", true), R"({"GwSpeedTestInfo":{"Enable":0}})");
-  int status = 0;
-  ASSERT_EQ(waitpid(server, &status, 0), server);
-  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
-}
-
-// Stopping the web server signals exactly the process it found running. The pid
-// file here is a FIFO that names the server to the first reader and -1 to any
-// later one, as a file rewritten between the test and the kill would: a second
-// read would signal every process. It runs as the init of a private PID
-// namespace, so such a kill could reach only the processes made here.
-TEST_F(Misc, WebServerStopSignalsOnlyTheProcessItTested) {
-  pid_t outer = fork();
-  ASSERT_GE(outer, 0);
-  if (outer == 0) {
-    if (unshare(CLONE_NEWPID) != 0) _exit(77);
-    pid_t init = fork();
-    if (init != 0) {
-      int status = 0;
-      waitpid(init, &status, 0);
-      _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 3);
-    }
-    auto sleeper = [] {
-      pid_t pid = fork();
-      if (pid == 0) {
-        pause();
-        _exit(0);
-      }
-      return pid;
-    };
-    const pid_t server = sleeper(), bystander = sleeper();
-    unlink("/var/run/hvhttpd.pid");
-    if (mkfifo("/var/run/hvhttpd.pid", 0600) != 0) _exit(77);
-    pid_t feeder = fork();
-    if (feeder == 0) {
-      for (const std::string& answer : {std::to_string(server) + "\n", std::string("-1\n")}) {
-        const int fd = open("/var/run/hvhttpd.pid", O_WRONLY);  // waits for the next reader
-        static_cast<void>(write(fd, answer.data(), answer.size()));
-        close(fd);
-        usleep(50'000);  // the reader takes its end of file before the next answer
-      }
-      _exit(0);
-    }
-    const bool answered = ext(R"("GwSpeedTestInfo":{"Enable":0})", true).front() == '{';
-    int server_status = 0;
-    const bool server_killed = waitpid(server, &server_status, 0) == server && WIFSIGNALED(server_status);
-    const bool bystander_alive = waitpid(bystander, nullptr, WNOHANG) == 0;
-    kill(bystander, SIGKILL);
-    kill(feeder, SIGKILL);
-    _exit(answered && server_killed && bystander_alive ? 0 : 1);
+  UniqueFd drain(open(kPidFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));  // takes what no read took
+  feeder.join();
+  // SIGTERM reaches only a process still alive: the server must have had SIGKILL.
+  for (const auto& [pid, ended_by] : {std::pair{server, SIGKILL}, std::pair{bystander, SIGTERM}}) {
+    kill(pid, SIGTERM);
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == ended_by) << (pid == server ? "server" : "bystander");
   }
-  int status = 0;
-  ASSERT_EQ(waitpid(outer, &status, 0), outer);
-  ASSERT_TRUE(WIFEXITED(status));
-  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no private PID namespace or FIFO here";
-  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST_F(Misc, ParentalRuleCountComesFromThePipe) {
