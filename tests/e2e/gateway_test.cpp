@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "support/sandbox.h"
 
 namespace pemo {
@@ -31,21 +29,6 @@ TEST_F(Gateway, StartsQuicklyHoldsASessionAndRecordsItsStartUp) {
   EXPECT_TRUE(gateway_.called("sys mfsh"));
   EXPECT_NE(gateway_.read("/tmp/mfsh.info").find("Serial Number: "), std::string::npos);
   EXPECT_EQ(gateway_.read("/var/run/pemo_agent.pid").empty(), false);
-}
-
-TEST_F(Gateway, LogLevelGatesTheSystemLog) {
-  ASSERT_TRUE(gateway_.start({"-d", "6"}));
-  gateway_.get(R"({"Device":{}})");
-  std::this_thread::sleep_for(200ms);
-  std::string log = gateway_.read("/var/log/messages");
-  EXPECT_NE(log.find("tcp_handler : Recv : "), std::string::npos) << log;  // info
-  EXPECT_EQ(log.find("tcp_handler : ret "), std::string::npos);             // debug
-  gateway_.stop();
-
-  ASSERT_TRUE(gateway_.start({"-d", "0"}));
-  gateway_.get(R"({"Device":{}})");
-  std::this_thread::sleep_for(200ms);
-  EXPECT_EQ(gateway_.read("/var/log/messages").find("pemo-agent"), std::string::npos);
 }
 
 // A rename reaches the probe database and the probe library, through real processes.

@@ -98,26 +98,6 @@ TEST_F(Cfg, SetOnAMissingPackageCommitsNothing) {
   EXPECT_EQ(read_file("/tmp/.uci/nosuch"), "");
 }
 
-TEST_F(Cfg, CommandLineChangesAreCommittedByALaterSet) {
-  // Rules written with the command-line tool stay staged until the agent's next
-  // set of the same package commits them together with its own change.
-  ASSERT_EQ(uci("set firewall.rule1=firewall"), 0);
-  ASSERT_EQ(uci("set firewall.rule1.mac_address='AA:BB:CC:DD:EE:FF'"), 0);
-  std::string buffer = "firewall.rule1.mac_address";
-  EXPECT_EQ(cfg_get(buffer), 0) << "staged changes are visible to the agent";
-  EXPECT_EQ(buffer, "AA:BB:CC:DD:EE:FF");
-  EXPECT_EQ(read_file("/etc/config/firewall").find("rule1"), std::string::npos);
-
-  ASSERT_EQ(cfg_set("firewall.rule1.StatusEnable", "1"), 0);
-  const std::string file = read_file("/etc/config/firewall");
-  EXPECT_NE(file.find("config firewall 'rule1'"), std::string::npos);
-  EXPECT_NE(file.find("option mac_address 'AA:BB:CC:DD:EE:FF'"), std::string::npos);
-  EXPECT_NE(file.find("option StatusEnable '1'"), std::string::npos);
-  EXPECT_EQ(read_file("/tmp/.uci/firewall"), "");
-  EXPECT_EQ(shell_capture(std::string(PEMO_UCI_PATH) + " get firewall.rule1.StatusEnable").output,
-            "1\n");
-}
-
 // The agent and the platform's own tool commit their own options to one package
 // at the same time: every change lands, and both read the file that results.
 TEST_F(Cfg, CommitsBesideThePlatformToolLoseNothing) {
@@ -141,14 +121,13 @@ TEST_F(Cfg, CommitsBesideThePlatformToolLoseNothing) {
   platform.join();
   ASSERT_EQ(tool_status, 0);
   const std::string shown = shell_capture("LD_LIBRARY_PATH=" PEMO_PLATFORM_UCI "/lib " + tool + " show system").output;
-  for (int k = 1; k <= std::max(sets, kEach); ++k) {
-    for (const char* who : {"a", "t"}) {
-      if (k > (*who == 'a' ? sets : kEach)) continue;
-      std::string buffer = "system.main." + std::string(who) + std::to_string(k);
-      EXPECT_EQ(cfg_get(buffer), 0) << who << k;
+  for (const auto& [who, count] : {std::pair{"a", sets}, std::pair{"t", kEach}}) {
+    for (int k = 1; k <= count; ++k) {
+      const std::string name = "system.main." + std::string(who) + std::to_string(k);
+      std::string buffer = name;
+      EXPECT_EQ(cfg_get(buffer), 0) << name;
       EXPECT_EQ(buffer, std::to_string(k));
-      EXPECT_NE(shown.find("system.main." + std::string(who) + std::to_string(k) + "='" + std::to_string(k) + "'\n"),
-                std::string::npos) << who << k;
+      EXPECT_NE(shown.find(name + "='" + std::to_string(k) + "'\n"), std::string::npos) << name;
     }
   }
 }

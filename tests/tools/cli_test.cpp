@@ -48,18 +48,13 @@ TEST(CliPaths, WhatTheTreeDoesNotTakeIsRefusedLocally) {
   for (const auto& [words, set, why] : std::vector<std::tuple<std::vector<std::string>, bool, std::string>>{
            {{"Device.WiFi.Nope"}, false, "no Device.WiFi.Nope in the agent's tree (below Device.WiFi: SSID, "},
            {{"Device.WiFi.SSID.0.SSID"}, false, "no Device.WiFi.SSID.0 "},
-           {{"Device.WiFi.SSID.01.SSID"}, false, "no Device.WiFi.SSID.01 "},
-           {{"Device.WiFi.SSID.1234567890.SSID"}, false, "no Device.WiFi.SSID.1234567890 "},
            {{"Device.WiFi.SSID.i1.SSID"}, false, "no Device.WiFi.SSID.i1 "},
-           {{"Device.WiFi..SSID"}, false, "no Device.WiFi. "},
            {{"WiFi.SSID"}, false, "no WiFi in the agent's tree"},
-           {{""}, false, "no  in the agent's tree"},
            {{"Device.WiFi"}, false, "Device.WiFi is an object: end it with '.'"},
            {{"Device.WiFi.RadioNumberOfEntries."}, false, "Device.WiFi.RadioNumberOfEntries is a leaf"},
            {{"Device.WiFi.SSID.1.SSID"}, true, "a set takes PATH=VALUE"},
            {{"Device.WiFi.SSID.1.=x"}, true, "a value belongs to one leaf"},
            {{"Device.WiFi.SSID.1.Enable=1x"}, true, "Device.WiFi.SSID.1.Enable takes an integer, not '1x'"},
-           {{"Device.WiFi.SSID.1.Enable="}, true, "Device.WiFi.SSID.1.Enable takes an integer, not ''"},
            {{"Device.WiFi.SSID.1.Enable=2147483648"}, true, "Device.WiFi.SSID.1.Enable takes an integer"},
        }) {
     const std::string result = built(words, set);
@@ -76,8 +71,6 @@ TEST(CliDocuments, AnyLayoutIsAcceptedAndErrorsNameTheirPlace) {
            {"{\n  \"Device\": {\n    \"WiFi\": {,}\n", "line 3, column 14: "},
            {"{\"Device\":{}", "line 1, column 13: the document ends too early"},
            {"{\"Device\":{}}\n{}", "line 2, column 1: more text after the document"},
-           {"  [1]", "line 1, column 3: a request document is a JSON object"},
-           {"", "line 1, column 1: "},
        }) {
     EXPECT_FALSE(parse_document(text, document, error)) << text;
     EXPECT_EQ(error.rfind(place, 0), 0u) << text << " gave " << error;
@@ -105,14 +98,6 @@ TEST(CliReplies, PathLinesKeepEveryValueOnOneLine) {
             "Device.WiFi.SSID.12.SSID=a \\\"b\\\"\\nc/d\nDevice.WiFi.SSID.12.Enable=1\nDevice.WiFi.i.x=\n");
   EXPECT_EQ(format_reply(reply.get(), Layout::kCompact),
             R"({"Device":{"WiFi":{"SSID":{"i12":{"SSID":"a \"b\"\nc/d","Enable":1}},"i":{"x":""}}}})" "\n");
-}
-
-TEST(CliReplies, EveryStatusTheAgentSendsHasAMeaning) {
-  for (int status = 0; status >= -28; --status) {
-    const bool known = status_meaning(status) != "an unknown status";
-    const bool sent = status >= -5 || (status <= -8 && status != -11 && status != -25);
-    EXPECT_EQ(known, sent) << status;
-  }
 }
 
 }  // namespace
