@@ -17,7 +17,7 @@ class Rules : public test::HandlerTest {
   bool ran(const std::string& command) const { return runner_.ran(command); }
 };
 
-TEST_F(Rules, AddingRulesCountsAndRefillsTheLastOne) {
+TEST_F(Rules, AddingRulesCountsAndRefillsTheLastOneAndEnablingOneTurnsTheMasterSwitchOn) {
   // Host i4 is the desktop, a4:5e:60:11:22:33.
   walk(R"({"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}})", true);
   EXPECT_EQ(option("parental.general.count"), "1");
@@ -34,6 +34,14 @@ TEST_F(Rules, AddingRulesCountsAndRefillsTheLastOne) {
   EXPECT_EQ(option("parental.rule2.src_mac"), "3c:22:fb:77:88:99");
   EXPECT_EQ(walk(R"({"Hosts":{"Host":{"i9":{"X_Halvo_AddPcpRule":"1"}}}})", true), "<-26>");
   EXPECT_EQ(walk(R"({"Hosts":{"Host":{"i1":{"X_Halvo_AddPcpRule":""}}}})", false), "<-27>");
+  const std::string enable = R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"0"}}}})";
+  EXPECT_EQ(walk(enable, false), R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"0"}}}})");
+  walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"1"}}}})", true);
+  EXPECT_EQ(option("parental.general.enable"), "1");
+  EXPECT_EQ(option("parental.rule2.enable"), "1");
+  EXPECT_EQ(walk(enable, false), R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"1"}}}})");
+  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"Enable":""}}}})", false),
+            R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"Enable":"0"}}}})");
 }
 
 TEST_F(Rules, RuleValuesAreStoredExactlyAndReadBack) {
@@ -57,20 +65,6 @@ TEST_F(Rules, RuleValuesAreStoredExactlyAndReadBack) {
   EXPECT_EQ(option("parental.rule1.name"), "a $(reboot) `id`; b");
   walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":")" + std::string(97, 'n') + R"("}}}})", true);
   EXPECT_EQ(option("parental.rule1.name"), std::string(97, 'n'));
-}
-
-TEST_F(Rules, EnableTurnsTheMasterSwitchOn) {
-  walk(R"({"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}})", true);
-  ASSERT_EQ(cfg_set("parental.rule1.name", "one"), 0);
-  walk(R"({"Hosts":{"Host":{"i5":{"X_Halvo_AddPcpRule":"1"}}}})", true);
-  const std::string enable = R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"0"}}}})";
-  EXPECT_EQ(walk(enable, false), R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"0"}}}})");
-  walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"1"}}}})", true);
-  EXPECT_EQ(option("parental.general.enable"), "1");
-  EXPECT_EQ(option("parental.rule2.enable"), "1");
-  EXPECT_EQ(walk(enable, false), R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"1"}}}})");
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"Enable":""}}}})", false),
-            R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"Enable":"0"}}}})");
 }
 
 TEST_F(Rules, BlockingWritesThreeRulesCommittedByTheAgent) {
@@ -108,7 +102,7 @@ TEST_F(Rules, UnblockingMarksEveryRuleOfTheMacOnly) {
   EXPECT_EQ(test::read_file("/tmp/blocking"), "0");
 }
 
-TEST_F(Rules, ApprovalListAndDatabase) {
+TEST_F(Rules, ApprovalListDatabaseAndSwitch) {
   const std::string approve = R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"MACAddress":"02:10:18:cc:ee:01","Option":1}}}})";
   EXPECT_EQ(walk(approve, true).front(), '{');
   EXPECT_EQ(test::read_file("/etc/pemo-agent/Approvelist"), "02:10:18:cc:ee:01 1\n");
@@ -124,9 +118,6 @@ TEST_F(Rules, ApprovalListAndDatabase) {
   walk(R"({"X_Halvo_Ext":{"NewDeviceCheckedList":{"i1":{"MACAddress":"02:10:18:cc:dd:01","Option":1}}}})", true);
   EXPECT_EQ(test::read_file("/etc/pemo-agent/NewDeviceCheckedlist"), "02:10:18:cc:dd:01 1\n");
   EXPECT_EQ(test::sql(kProbeDbPath, "SELECT NewDeviceChecked FROM DevFunc WHERE ALMac='02:10:18:cc:dd:01';")[0][0], "1");
-}
-
-TEST_F(Rules, ApprovalSwitchAndListDeletion) {
   test::write_file("/tmp/1905ReturnValue", "0\n");
   EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":1}}})", true).front(), '{');
   EXPECT_TRUE(ran("hv1905App 16 1"));
@@ -140,6 +131,7 @@ TEST_F(Rules, ApprovalSwitchAndListDeletion) {
   test::write_file("/tmp/1905ReturnValue", "1\n");
   EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":0}}})", true), "<-26>");
   EXPECT_EQ(option("wireless.wifi.ApproveFlag"), "0");
+  unlink("/etc/pemo-agent/Approvelist");
   EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":2}}})", true), "<-18>");
   test::write_file("/etc/pemo-agent/Approvelist", "x 1\n");
   EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":2}}})", true).front(), '{');

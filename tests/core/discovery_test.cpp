@@ -69,15 +69,12 @@ class Discovery : public testing::Test {
   }
 };
 
-TEST_F(Discovery, RouterWithFactoryPassword) {
+TEST_F(Discovery, IdentityFollowsModePasswordAndFlags) {
   EXPECT_EQ(discover(),
             R"({"Device":{"DeviceInfo":{"ModelName":"HG-2400","SerialNumber":"HG24A0001234",)"
             R"("SoftwareVersion":"1.0.12-extra-long-version-text-","DeviceMode":"Router","WIFIConfigFlag":0,)"
             R"("UserConfigFlag":0,"GatewayAPautoconfigEnable":1,"LoginFlag":0,"DirectConnect":0},)"
             R"("X_Halvo_Ext":{"SystemInfo":{"SystemName":"HomeGateway"}}}})");
-}
-
-TEST_F(Discovery, AccessPointWithChangedPasswordAndFlags) {
   seed_system("0", "s3cret", "1");
   test::write_file("/etc/pemo-agent/wifi_setting_flag", "");
   const std::string reply = discover();

@@ -25,16 +25,32 @@ class Hosts : public test::HandlerTest {
   }
 };
 
-TEST_F(Hosts, SnapshotListsAliveHostsInTableOrder) {
+TEST_F(Hosts, EachCountSnapshotsTheAliveHostsInTableOrder) {
   EXPECT_EQ(hosts(R"({"HostNumberOfEntries":0})"), R"({"HostNumberOfEntries":7})");
   EXPECT_EQ(host(7, R"("HostName":"")"), R"({"HostNumberOfEntries":7,"Host":{"i7":{"HostName":"printer"}}})");
   EXPECT_EQ(host(8, R"("HostName":"","PhysAddress":"","X_Halvo_PhyRate":5})"),
             R"({"HostNumberOfEntries":7,"Host":{"i8":{"HostName":"unknown","PhysAddress":"N\/A","X_Halvo_PhyRate":0}}})");
+  test::sql(kProbeDbPath, "DELETE FROM Device WHERE HostName='HomeGateway';");
+  EXPECT_EQ(host(1, R"("HostName":"")"), R"({"HostNumberOfEntries":6,"Host":{"i1":{"HostName":"LivingRoom-Ext"}}})");
+  std::string mac;
+  ParseContext context = new_parse_context(true);
+  context.instance[0] = 1;  // "i2": the second extender now, by its AL MAC
+  ASSERT_EQ(host_snapshot_mac(mac, context), 0);
+  EXPECT_EQ(mac, "02:10:18:cc:ee:01");
+  context.instance[0] = 20;
+  EXPECT_EQ(host_snapshot_mac(mac, context), -26);
 }
 
-TEST_F(Hosts, ValuesBeforeAnySnapshotAreDefaults) {
+TEST_F(Hosts, ValuesBeforeAnySnapshotAndNullCellsAreDefaults) {
   EXPECT_EQ(hosts(R"({"Host":{"i1":{"HostName":"x","IPAddress":"","X_Halvo_DL_Rate":9}}})"),
             R"({"Host":{"i1":{"HostName":"unknown","IPAddress":"N\/A","X_Halvo_DL_Rate":0}}})");
+  test::sql(kProbeDbPath,
+            "INSERT INTO Device (DevType, Alive, nNotAlive) VALUES (NULL, 1, 0);");
+  EXPECT_EQ(host(8, R"("PhysAddress":"","HostName":"","X_Halvo_HostType":0,"X_Halvo_DeviceName":"",)"
+                    R"("X_Halvo_ConnectionType":"x","X_Halvo_RSSI":5,"X_Halvo_Channel_5G":3)"),
+            R"({"HostNumberOfEntries":8,"Host":{"i8":{"PhysAddress":"N\/A","HostName":"unknown",)"
+            R"("X_Halvo_HostType":1,"X_Halvo_DeviceName":"unknown","X_Halvo_ConnectionType":"",)"
+            R"("X_Halvo_RSSI":0,"X_Halvo_Channel_5G":0}}})");
 }
 
 TEST_F(Hosts, CellsByPositionWithTheirRules) {
@@ -98,32 +114,6 @@ TEST_F(Hosts, ExtraInfoKeysCountOnlyWithTheirOwnType) {
   }
 }
 
-TEST_F(Hosts, NullCellsGiveDefaults) {
-  test::sql(kProbeDbPath,
-            "INSERT INTO Device (DevType, Alive, nNotAlive) VALUES (NULL, 1, 0);");
-  EXPECT_EQ(host(8, R"("PhysAddress":"","HostName":"","X_Halvo_HostType":0,"X_Halvo_DeviceName":"",)"
-                    R"("X_Halvo_ConnectionType":"x","X_Halvo_RSSI":5,"X_Halvo_Channel_5G":3)"),
-            R"({"HostNumberOfEntries":8,"Host":{"i8":{"PhysAddress":"N\/A","HostName":"unknown",)"
-            R"("X_Halvo_HostType":1,"X_Halvo_DeviceName":"unknown","X_Halvo_ConnectionType":"",)"
-            R"("X_Halvo_RSSI":0,"X_Halvo_Channel_5G":0}}})");
-}
-
-TEST_F(Hosts, SecondCountReReadsTheTable) {
-  EXPECT_EQ(hosts(R"({"HostNumberOfEntries":0})"), R"({"HostNumberOfEntries":7})");
-  test::sql(kProbeDbPath, "DELETE FROM Device WHERE HostName='HomeGateway';");
-  EXPECT_EQ(host(1, R"("HostName":"")"), R"({"HostNumberOfEntries":6,"Host":{"i1":{"HostName":"LivingRoom-Ext"}}})");
-  std::string mac;
-  ParseContext context = new_parse_context(true);
-  context.instance[0] = 3;  // "i4": the phone now
-  ASSERT_EQ(host_snapshot_mac(mac, context), 0);
-  EXPECT_EQ(mac, "3c:22:fb:44:55:66");
-  context.instance[0] = 1;
-  ASSERT_EQ(host_snapshot_mac(mac, context), 0);
-  EXPECT_EQ(mac, "02:10:18:cc:ee:01");  // an extender's AL MAC
-  context.instance[0] = 20;
-  EXPECT_EQ(host_snapshot_mac(mac, context), -26);
-}
-
 TEST_F(Hosts, ExtenderAndWirelessValues) {
   test::sql(kProbeDbPath,
             "UPDATE DevFunc SET PwrState_24G='Off', PwrState_5G='On' WHERE ALMac='02:10:18:cc:dd:01';"
@@ -146,7 +136,7 @@ TEST_F(Hosts, ExtenderAndWirelessValues) {
             R"({"HostNumberOfEntries":7,"Host":{"i5":{"X_Halvo_RSSI":0,"X_Halvo_Conn_Guest":0,"SignalStrength":-61}}})");
 }
 
-TEST_F(Hosts, RenameAndRetypeWriteTheDatabase) {
+TEST_F(Hosts, RenamesAndRetypesWriteTheDatabaseExactlyOrNotAtAll) {
   EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"Kitchen\"TV"}})"),
             R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"Kitchen\"TV"}})");
   EXPECT_EQ(cell("SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';"), "Kitchen");
@@ -155,11 +145,8 @@ TEST_F(Hosts, RenameAndRetypeWriteTheDatabase) {
   EXPECT_EQ(cell("SELECT HostType FROM Device WHERE ALMac='02:10:18:cc:dd:01';"), "3");
   EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"\"\""}})"), "<-21>");
   EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"\"","Name":"x"}})"), "<-21>");
-}
-
-// Any text is stored as it is; a name that would not fit the statement is
-// refused, not cut.
-TEST_F(Hosts, NamesAreStoredExactlyOrRefused) {
+  // Any text is stored as it is; a name that would not fit the statement is
+  // refused, not cut.
   const auto before = test::sql(kProbeDbPath, "SELECT * FROM Device ORDER BY rowid;");
   EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")" + std::string(200, 'n') + R"("}})"),
             "<-1>");

@@ -25,7 +25,7 @@ std::string instance_chain(int levels) {
 
 std::string nested_instances(int levels) { return R"({"Device":)" + instance_chain(levels) + "}"; }
 
-TEST(MessageParser, InstanceNumbersReachTheHandler) {
+TEST(MessageParser, InstanceNumbersReachTheHandlerOnlyFromNumberedMembers) {
   // Access points 0 and 4 (members "i1" and "i5") offer WPA2 only.
   Walk w = walk(R"({"Device":{"WiFi":{"AccessPoint":{)"
                 R"("i1":{"Security":{"ModesSupported":""}},)"
@@ -36,6 +36,9 @@ TEST(MessageParser, InstanceNumbersReachTheHandler) {
                      R"("i1":{"Security":{"ModesSupported":"none,WPA2PSK"}},)"
                      R"("i2":{"Security":{"ModesSupported":"none,WPAPSK,WPA2PSK"}},)"
                      R"("i5":{"Security":{"ModesSupported":"none,WPA2PSK"}}}}}})");
+  EXPECT_EQ(w.context.instance_depth, 0);
+  w = walk(R"({"Device":{"WiFi":{"SSID":{"i":{"i0":{"ix":{}}},"i-3":{}}}}})");
+  EXPECT_EQ(w.result, 0);
   EXPECT_EQ(w.context.instance_depth, 0);
 }
 
@@ -49,24 +52,15 @@ TEST(MessageParser, SevenInstanceLevelsPassAndEightFail) {
   EXPECT_LE(w.context.instance_depth, 8);
 }
 
-TEST(MessageParser, InstanceMembersWithoutANumberRecordNothing) {
-  Walk w = walk(R"({"Device":{"WiFi":{"SSID":{"i":{"i0":{"ix":{}}},"i-3":{}}}}})");
-  EXPECT_EQ(w.result, 0);
-  EXPECT_EQ(w.context.instance_depth, 0);
-}
-
 // Members the tree does not have: walked past in a get, nothing to do in a set.
-TEST(MessageParser, UnknownMembers) {
-  EXPECT_EQ(walk(R"({"Device":{"Nosuch":{"RadioNumberOfEntries":0},"x":1}})").result, 0);
-  EXPECT_EQ(walk(R"({"Device":{"Nosuch":1}})", true).result, kNothingHere);
-  EXPECT_EQ(walk(R"({"Device":{")" + std::string(64, 'W') + R"(":{}}})", true).result, kNothingHere);
-}
-
-TEST(MessageParser, UnknownObjectInAGetIsWalkedFromWhereTheSearchStarted) {
+TEST(MessageParser, UnknownMembersAndObjects) {
   // "Nosuch" fails at the search that starts on "WiFi", so its members are looked
   // for among WiFi's children.
-  Walk w = walk(R"({"Device":{"Nosuch":{"RadioNumberOfEntries":0}}})");
-  EXPECT_EQ(w.reply, R"({"Device":{"Nosuch":{"RadioNumberOfEntries":2}}})");
+  const Walk w = walk(R"({"Device":{"Nosuch":{"RadioNumberOfEntries":0},"x":1}})");
+  EXPECT_EQ(w.result, 0);
+  EXPECT_EQ(w.reply, R"({"Device":{"Nosuch":{"RadioNumberOfEntries":2},"x":1}})");
+  EXPECT_EQ(walk(R"({"Device":{"Nosuch":1}})", true).result, kNothingHere);
+  EXPECT_EQ(walk(R"({"Device":{")" + std::string(64, 'W') + R"(":{}}})", true).result, kNothingHere);
 }
 
 TEST(MessageParser, HostTypeAsTextBindsTheStartNode) {

@@ -38,17 +38,12 @@ class Requests : public testing::Test {
   ScopedClock scoped_clock_{clock_};
 };
 
-TEST_F(Requests, FeatureListCarriesTheMagicNumber) {
+TEST_F(Requests, SystemQueryAnswersTheFeatureListAfterMagicThenVersion) {
   EXPECT_DOUBLE_EQ(app_version(), 1.2);
   EXPECT_NE(feature_response().find(R"("MagicNum": "Q5190")"), std::string::npos);
-  const std::string query =
-      R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"MagicNum":"Q5190","AppVersion":1}}}})";
-  EXPECT_EQ(serve(doSysQueryReq, query), feature_response());
-  EXPECT_EQ(serve(doSysQueryReq, R"({"Device":{}})"), feature_response());
-}
-
-TEST_F(Requests, SystemQueryChecksMagicBeforeVersion) {
   const std::string info = R"({"Device":{"X_Halvo_Ext":{"AppInfo":)";
+  EXPECT_EQ(serve(doSysQueryReq, info + R"({"MagicNum":"Q5190","AppVersion":1}}}})"), feature_response());
+  EXPECT_EQ(serve(doSysQueryReq, R"({"Device":{}})"), feature_response());
   EXPECT_EQ(serve(doSysQueryReq, info + R"({"MagicNum":"Q5191","AppVersion":2}}}})"), "<-4>");
   EXPECT_EQ(serve(doSysQueryReq, info + R"({"MagicNum":"Q5190","AppVersion":2}}}})"), "<-3>");
   EXPECT_EQ(serve(doSysQueryReq, info + R"({"MagicNum":""}}}})"), "<-4>");
