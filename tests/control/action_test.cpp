@@ -61,7 +61,7 @@ TEST_F(Actions, ExtenderCommandsNeedAKnownExtender) {
   EXPECT_EQ(device(R"({"X_Halvo_Ext":{"L2DevCtrl_Firstboot":{"HostMAC":"02:10:18:cc:dd:01"}}})", true), "<-26>");
 }
 
-TEST_F(Actions, AutoConfigSwitchWritesBothInterfacesOnSuccess) {
+TEST_F(Actions, AutoConfigSwitchOnSuccessAndByTimeSlots) {
   test::write_file("/tmp/1905ReturnValue", "result 00\n");
   device(R"({"X_Halvo_Ext":{"WiFiAutoCfg":{"ControlOption":0}}})", true);
   EXPECT_EQ(runner_.commands().back(), "/usr/sbin/hv1905App 4 1 '0' '0'");
@@ -71,20 +71,18 @@ TEST_F(Actions, AutoConfigSwitchWritesBothInterfacesOnSuccess) {
   test::write_file("/tmp/auto_cfg", "1\n");
   EXPECT_EQ(device(R"({"X_Halvo_Ext":{"WiFiAutoCfg":{"ControlOption":0}}})"),
             R"({"X_Halvo_Ext":{"WiFiAutoCfg":{"ControlOption":1}}})");
+  const std::size_t before = runner_.count();
+  device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"DeviceMode":1,"ControlOption":2,"Time":30}}})", true);
+  device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"Time":5}}})", true);
+  EXPECT_EQ(runner_.commands(before), (std::vector<std::string>{"/usr/sbin/hv1905App 15 '1' '2' '2' '30'",
+                                                            "/usr/sbin/hv1905App 15 '5'"}));
+  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"Time":1234}}})", true), "<-21>");
 }
 
 TEST_F(Actions, ToolThatNeverAnswersIsGivenUp) {
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(dev_Ctrl(kExtenderReboot, "02:10:18:cc:dd:01", std::chrono::milliseconds(300)), -26);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-}
-
-TEST_F(Actions, AutoConfigByTimeCollectsItsSlots) {
-  device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"DeviceMode":1,"ControlOption":2,"Time":30}}})", true);
-  device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"Time":5}}})", true);
-  EXPECT_EQ(runner_.commands(), (std::vector<std::string>{"/usr/sbin/hv1905App 15 '1' '2' '2' '30'",
-                                                            "/usr/sbin/hv1905App 15 '5'"}));
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"Time":1234}}})", true), "<-21>");
 }
 
 TEST_F(Actions, WpsThroughTheTree) {

@@ -61,7 +61,7 @@ TEST_F(QuickSetup, DhcpSelection) {
                                                             "echo 'static' > /tmp/old_wan_proto"}));
 }
 
-TEST_F(QuickSetup, StaticSettings) {
+TEST_F(QuickSetup, StaticAndPptpSettings) {
   tovi(R"({"Wan":{"Static":{"StaticIP":"100.64.9.9","Netmask":"255.255.255.0","Gateway":"100.64.9.1","Dns":"8.8.8.8,1.1.1.1"}}})",
        true);
   EXPECT_EQ(option("network.wan.proto"), "static");
@@ -72,6 +72,12 @@ TEST_F(QuickSetup, StaticSettings) {
   // A DNS list with no room in the design's area is refused, not cut.
   EXPECT_EQ(tovi(R"({"Wan":{"Static":{"Dns":")" + std::string(59, '9') + R"("}}})", true), "<-21>");
   EXPECT_EQ(option("network.wan.dns1"), "USER,8.8.8.8,1.1.1.1");
+  tovi(R"({"Wan":{"PPTP":{"Type":"dhcp","ServerIP":"vpn.isp.example"}}})", true);
+  EXPECT_EQ(option("network.wan.proto"), "pptp");
+  EXPECT_EQ(option("network.vpn.proto"), "dhcp");
+  EXPECT_EQ(option("network.vpn.pptp_serverip"), "vpn.isp.example");
+  EXPECT_EQ(option("network.vpn.pptp_Encryption"), "Auto");
+  EXPECT_EQ(option("network.vpn.pptpWanIPMode"), "1");
 }
 
 TEST_F(QuickSetup, CredentialsAreStoredExactly) {
@@ -85,15 +91,6 @@ TEST_F(QuickSetup, CredentialsAreStoredExactly) {
   EXPECT_EQ(option("network.wan.username"), "user'; reboot; $(id) `id` \"q\"");
   EXPECT_EQ(option("network.wan.password"), "p@ss word|&&;\n");  // the JSON escape is a line feed
   for (const std::string& command : runner_.commands()) EXPECT_EQ(command.find("reboot"), std::string::npos);
-}
-
-TEST_F(QuickSetup, PptpSettings) {
-  tovi(R"({"Wan":{"PPTP":{"Type":"dhcp","ServerIP":"vpn.isp.example"}}})", true);
-  EXPECT_EQ(option("network.wan.proto"), "pptp");
-  EXPECT_EQ(option("network.vpn.proto"), "dhcp");
-  EXPECT_EQ(option("network.vpn.pptp_serverip"), "vpn.isp.example");
-  EXPECT_EQ(option("network.vpn.pptp_Encryption"), "Auto");
-  EXPECT_EQ(option("network.vpn.pptpWanIPMode"), "1");
 }
 
 TEST_F(QuickSetup, ReadsOfWanMembersWriteNothing) {

@@ -67,7 +67,7 @@ TEST_F(Wifi, UnreadableEncryptionFailsEveryMember) {
   EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":""}}})"), R"({"SSID":{"i1":{"SSID":"from-file"}}})");
 }
 
-TEST_F(Wifi, GuestTimerReadsHoursThenMinutes) {
+TEST_F(Wifi, GuestTimerReadsHoursThenMinutesAndRestartsOnMinutes) {
   test::write_file("/tmp/guest_wifi_bonus_remaining_time", "3725\n");
   EXPECT_EQ(wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Minutes":9}}})"),
             R"({"X_Halvo_GuestAP":{"Timer":{"Minutes":0}}})");
@@ -79,6 +79,15 @@ TEST_F(Wifi, GuestTimerReadsHoursThenMinutes) {
   test::write_file("/tmp/guest_wifi_bonus_remaining_time", "59");
   EXPECT_EQ(wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":5,"Minutes":5}}})"),
             R"({"X_Halvo_GuestAP":{"Timer":{"Hours":0,"Minutes":0}}})");
+  wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":2,"Minutes":30}}})", true);
+  auto commands = runner_.commands();
+  EXPECT_EQ(std::vector<std::string>(commands.end() - 4, commands.end()),
+            (std::vector<std::string>{"/bin/removeGuestWifiBonus.sh remove_rule 3 24G",
+                                      "/bin/removeGuestWifiBonus.sh remove_rule 3 5G",
+                                      "/bin/addGuestWifiBonus.sh 3 24G 2:30",
+                                      "/bin/addGuestWifiBonus.sh 3 5G 2:30"}));
+  wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":0,"Minutes":0}}})", true);
+  EXPECT_EQ(runner_.commands().back(), "/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
 }
 
 TEST_F(Wifi, SsidOnBothRadiosGetsTheSuffixAndMarks) {
@@ -95,7 +104,7 @@ TEST_F(Wifi, SsidOnBothRadiosGetsTheSuffixAndMarks) {
   for (const std::string& command : runner_.commands()) EXPECT_NE(command.find("wps_conf"), std::string::npos);
 }
 
-TEST_F(Wifi, KeyWriteSwitchesToWpa2OnTheChosenRadio) {
+TEST_F(Wifi, KeyWriteSwitchesToWpa2OnTheChosenRadioAndAGuestKeyIsTakenWhole) {
   ASSERT_EQ(cfg_set("wireless.@wifi-iface[4].encryption", "NONE"), 0);
   wifi(R"({"AccessPoint":{"i1":{"Security":{"CheckFreqBand":"5G","ModeEnabled":"WPA2-Personal","PreShareKey":"\"k3y\""}}}})",
        true);
@@ -109,9 +118,6 @@ TEST_F(Wifi, KeyWriteSwitchesToWpa2OnTheChosenRadio) {
   wifi(R"({"AccessPoint":{"i1":{"Security":{"ModeEnabled":"none"}}}})", true);
   EXPECT_EQ(iface(0, "encryption"), "NONE");
   EXPECT_EQ(iface(4, "auth"), "NONE");
-}
-
-TEST_F(Wifi, GuestKeyIsTakenWholeOnBothRadios) {
   wifi(R"({"X_Halvo_GuestAP":{"PreShareKey":"\"quoted\" key"}})", true);
   EXPECT_EQ(iface(3, "WPAPSKkey"), "\"quoted\" key");
   EXPECT_EQ(iface(7, "WPAPSKkey"), "\"quoted\" key");
@@ -136,18 +142,6 @@ TEST_F(Wifi, GuestEnableWakesAnOffRadio) {
   EXPECT_EQ(std::vector<std::string>(commands.end() - 2, commands.end()),
             (std::vector<std::string>{"/bin/removeGuestWifiBonus.sh remove_rule 3 24G",
                                       "/bin/removeGuestWifiBonus.sh remove_rule 3 5G"}));
-}
-
-TEST_F(Wifi, GuestTimerRestartsOnMinutes) {
-  wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":2,"Minutes":30}}})", true);
-  auto commands = runner_.commands();
-  EXPECT_EQ(std::vector<std::string>(commands.end() - 4, commands.end()),
-            (std::vector<std::string>{"/bin/removeGuestWifiBonus.sh remove_rule 3 24G",
-                                      "/bin/removeGuestWifiBonus.sh remove_rule 3 5G",
-                                      "/bin/addGuestWifiBonus.sh 3 24G 2:30",
-                                      "/bin/addGuestWifiBonus.sh 3 5G 2:30"}));
-  wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":0,"Minutes":0}}})", true);
-  EXPECT_EQ(runner_.commands().back(), "/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
 }
 
 TEST_F(Wifi, RefusedValues) {
@@ -195,12 +189,6 @@ TEST_F(Wifi, WpsStartsAndReportsByMarkerPrecedence) {
   EXPECT_EQ(wps_status(), "4");
   test::write_file("/tmp/pbc_overlap", "");
   EXPECT_EQ(wps_status(), "4");
-}
-
-TEST_F(Wifi, WpsMarkStopsAfterAFailedFirstSet) {
-  unlink("/etc/config/wps");
-  EXPECT_EQ(wps_conf_mark(BAND_BOTH), kCfgPackageNotFound);
-  EXPECT_EQ(option("wps5G.wps.conf"), "0");
 }
 
 }  // namespace
