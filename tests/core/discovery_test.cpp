@@ -17,17 +17,14 @@
 #include "platform/probe_db.h"
 #include "platform/probe_db_seam.h"
 #include "support/clock.h"
+#include "support/frames.h"
 #include "support/probe.h"
 #include "support/sandbox.h"
 
 namespace pemo {
 namespace {
 
-std::string header(int version, int type, int length) {
-  HeaderBytes h = encode_header({static_cast<std::uint8_t>(version), static_cast<std::uint8_t>(type),
-                                 static_cast<std::int16_t>(length)});
-  return std::string(reinterpret_cast<char*>(h.data()), 4);
-}
+using test::header_bytes;
 
 void send_to_agent(int sock, const std::string& datagram) {
   sockaddr_in agent{};
@@ -131,7 +128,7 @@ class DiscoveryService : public Discovery {
     std::thread(app_discover_main).detach();  // serves until the test process ends
     sock_ = UniqueFd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     // Header errors are answered at once: wait for the service to be bound.
-    for (int k = 0; k < 30 && ask(header(2, 5, 1) + "x", 100).empty(); ++k) {
+    for (int k = 0; k < 30 && ask(header_bytes(2, 5, 1) + "x", 100).empty(); ++k) {
     }
   }
   // Sends a datagram and returns the answer's bytes ("" when none in time).
@@ -148,16 +145,16 @@ class DiscoveryService : public Discovery {
 };
 
 TEST_F(DiscoveryService, HeadersAreCheckedLastFailureWinning) {
-  EXPECT_EQ(ask(header(2, 5, 10) + "x"), header(2, 5, -8));
-  EXPECT_EQ(ask(header(1, 5, 0)), header(1, 5, -9));
-  EXPECT_EQ(ask(header(1, 5, 10)), header(1, 5, -10));
-  EXPECT_EQ(ask(header(1, 1, 4097)), header(1, 1, -9));
+  EXPECT_EQ(ask(header_bytes(2, 5, 10) + "x"), header_bytes(2, 5, -8));
+  EXPECT_EQ(ask(header_bytes(1, 5, 0)), header_bytes(1, 5, -9));
+  EXPECT_EQ(ask(header_bytes(1, 5, 10)), header_bytes(1, 5, -10));
+  EXPECT_EQ(ask(header_bytes(1, 1, 4097)), header_bytes(1, 1, -9));
   // Invalid JSON: the status and the request's first payload byte.
-  EXPECT_EQ(ask(header(1, 1, 4096) + "{"), header(1, 2, -2) + "{");
-  EXPECT_EQ(ask(header(1, 1, 3) + "Q51"), header(1, 2, -2) + "Q");
-  const std::string answer = ask(header(1, 1, static_cast<int>(kRequest.size())) + kRequest);
+  EXPECT_EQ(ask(header_bytes(1, 1, 4096) + "{"), header_bytes(1, 2, -2) + "{");
+  EXPECT_EQ(ask(header_bytes(1, 1, 3) + "Q51"), header_bytes(1, 2, -2) + "Q");
+  const std::string answer = ask(header_bytes(1, 1, static_cast<int>(kRequest.size())) + kRequest);
   ASSERT_GT(answer.size(), 4u);
-  EXPECT_EQ(answer.substr(0, 2), header(1, 2, 0).substr(0, 2));
+  EXPECT_EQ(answer.substr(0, 2), header_bytes(1, 2, 0).substr(0, 2));
   FrameHeader h = decode_header({static_cast<std::uint8_t>(answer[0]), static_cast<std::uint8_t>(answer[1]),
                                  static_cast<std::uint8_t>(answer[2]), static_cast<std::uint8_t>(answer[3])});
   EXPECT_EQ(static_cast<std::size_t>(h.length), answer.size() - 4);
@@ -172,7 +169,7 @@ TEST(DiscoveryWait, NothingIsServedUntilTheDatabaseExists) {
   std::thread(app_discover_main).detach();
   UniqueFd sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   ASSERT_TRUE(clock.wait_for_sleepers(1));  // the loop waits for the database, a second at a time
-  send_to_agent(sock.get(), header(2, 5, 1) + "x");
+  send_to_agent(sock.get(), header_bytes(2, 5, 1) + "x");
   pollfd waiting{sock.get(), POLLIN, 0};
   for (int round = 0; round < 3; ++round) {
     clock.advance(std::chrono::seconds(1));
