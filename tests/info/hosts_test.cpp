@@ -1,6 +1,8 @@
 // Host list, extender values and host changes against a seeded probe database.
 #include <sqlite3.h>
 
+#include <functional>
+
 #include "info/info.h"
 #include "support/handler.h"
 
@@ -160,37 +162,26 @@ TEST_F(Hosts, RenamesAndRetypesWriteTheDatabaseExactlyOrNotAtAll) {
 // writing when the lock outlasts it.
 TEST_F(Hosts, ReadsAndChangesWaitOutAShortLockAndFailPastTheBusyTimeOut) {
   using namespace std::chrono_literals;
-  struct Case {
-    std::chrono::milliseconds hold;
-    const char* name;  // nullptr: a read of the host count
-    bool lands;
-  };
-  for (const Case& c : {Case{500ms, nullptr, true}, Case{500ms, "short-wait", true}, Case{3500ms, "long-wait", false}}) {
+  const auto under_lock = [](std::chrono::milliseconds hold, const std::function<std::string()>& request) {
     sqlite3* other = nullptr;
-    ASSERT_EQ(sqlite3_open(kProbeDbPath, &other), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_EQ(sqlite3_open(kProbeDbPath, &other), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr), SQLITE_OK);
     std::thread release([&] {
-      std::this_thread::sleep_for(c.hold);
+      std::this_thread::sleep_for(hold);
       sqlite3_exec(other, "COMMIT;", nullptr, nullptr, nullptr);
     });
-    const std::string reply =
-        c.name == nullptr ? hosts(R"({"HostNumberOfEntries":0})")
-                          : ext(std::string(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")") + c.name + R"("}})");
+    const std::string reply = request();
     release.join();
     sqlite3_close(other);
-    if (c.name == nullptr) {
-      EXPECT_EQ(reply, R"({"HostNumberOfEntries":7})");
-      continue;
-    }
-    const std::string stored = cell("SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';");
-    if (c.lands) {
-      EXPECT_EQ(reply.front(), '{') << c.name;
-      EXPECT_EQ(stored, c.name);
-    } else {
-      EXPECT_EQ(reply, "<-1>");
-      EXPECT_EQ(stored, "short-wait");
-    }
-  }
+    return reply;
+  };
+  const auto rename = [](std::string name) {
+    return [name] { return ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")" + name + R"("}})"); };
+  };
+  EXPECT_EQ(under_lock(500ms, [] { return hosts(R"({"HostNumberOfEntries":0})"); }), R"({"HostNumberOfEntries":7})");
+  EXPECT_EQ(under_lock(500ms, rename("short-wait")).front(), '{');
+  EXPECT_EQ(under_lock(3500ms, rename("long-wait")), "<-1>");
+  EXPECT_EQ(cell("SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';"), "short-wait");
 }
 
 TEST(CpuUsage, AverageSinceBootFromOneReading) {

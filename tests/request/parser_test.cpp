@@ -134,7 +134,6 @@ TEST_F(SetFlags, WanObjectIsFlaggedInAnyRequest) {
 // bits arrive as integers, 1e999 as a double): at every node, in a get and in a set, it comes back as sent and makes the walk do nothing more than
 // the same walk without it.
 TEST_F(SetFlags, MembersOfAnotherTypeChangeNothingAtEveryNode) {
-  test::RecordingRunner& recorder = runner_;
   struct Value {
     const char* text;
     json_type type;
@@ -152,10 +151,9 @@ TEST_F(SetFlags, MembersOfAnotherTypeChangeNothingAtEveryNode) {
     const int type = tree.node(position).type;
     const json_type own = type == kInt ? json_type_int : type == kString ? json_type_string : json_type_object;
     for (const bool set_request : {false, true}) {
-      std::size_t before = recorder.commands().size();
+      std::size_t before = runner_.count();
       walk(test::document_for(tree, position, ""), set_request);
-      const std::vector<std::string> all = recorder.commands();
-      const std::vector<std::string> bare(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
+      const std::vector<std::string> bare = runner_.commands(before);
       for (const Value& value : values) {
         if (value.type == own) continue;
         // A host type sent as text is served on purpose (HostTypeAsTextBindsTheStartNode).
@@ -164,10 +162,9 @@ TEST_F(SetFlags, MembersOfAnotherTypeChangeNothingAtEveryNode) {
         const std::string text = test::document_for(tree, position, value.text);
         JsonPtr sent(json_tokener_parse(text.c_str()));
         ASSERT_TRUE(sent) << text;
-        before = recorder.commands().size();
+        before = runner_.count();
         const Walk w = walk(text, set_request);
-        const std::vector<std::string> now = recorder.commands();
-        EXPECT_EQ(std::vector<std::string>(now.begin() + static_cast<std::ptrdiff_t>(before), now.end()), bare)
+        EXPECT_EQ(runner_.commands(before), bare)
             << tree.path(position) << " = " << value.text << (set_request ? " (set)" : " (get)");
         EXPECT_EQ(w.reply, json_object_to_json_string_ext(sent.get(), JSON_C_TO_STRING_PLAIN))
             << tree.path(position) << " = " << value.text << (set_request ? " (set)" : " (get)");
