@@ -74,8 +74,8 @@ TEST_F(Actions, AutoConfigSwitchOnSuccessAndByTimeSlots) {
   const std::size_t before = runner_.count();
   device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"DeviceMode":1,"ControlOption":2,"Time":30}}})", true);
   device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"Time":5}}})", true);
-  EXPECT_EQ(runner_.commands(before), (std::vector<std::string>{"/usr/sbin/hv1905App 15 '1' '2' '2' '30'",
-                                                            "/usr/sbin/hv1905App 15 '5'"}));
+  EXPECT_EQ(runner_.commands(before),
+            (std::vector<std::string>{"/usr/sbin/hv1905App 15 '1' '2' '2' '30'", "/usr/sbin/hv1905App 15 '5'"}));
   EXPECT_EQ(device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"Time":1234}}})", true), "<-21>");
 }
 

@@ -134,6 +134,19 @@ TEST_F(UciStore, RefusesChangesThatCannotLand) {
   EXPECT_FALSE(staged());
 }
 
+// A torn last record is dropped; a record that does not parse costs only itself.
+TEST_F(UciStore, BadRecordsLoseOnlyThemselves) {
+  ASSERT_EQ(set("wireless.wifi0.channel", "6"), kOk);
+  std::string delta = dirs_.save + "/wireless";
+  write_file(delta, read_file(delta) + "-wireless.wifi0");
+  EXPECT_EQ(get("wireless.wifi0.channel"), "6");
+  write_file(delta, read_file(delta) + ".channel\ngarbage without equals\nother.wifi0.x='1'\n"
+                                       "wireless.wifi0.a='1' extra\n|wireless.wifi0='x'\nwireless.wifi0.b='2'\n");
+  EXPECT_EQ(get("wireless.wifi0.channel"), "<missing>");
+  EXPECT_EQ(get("wireless.wifi0.a"), "<missing>");
+  EXPECT_EQ(get("wireless.wifi0.b"), "2");
+}
+
 TEST_F(UciStore, FullFileSystemKeepsTheOldFileAndTheStagedChanges) {
   // A tiny file system holding the package leaves no room for the rewritten file.
   std::string small = dirs_.config + "/../small";
