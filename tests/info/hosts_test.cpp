@@ -175,12 +175,12 @@ TEST_F(Hosts, ReadsAndChangesWaitOutAShortLockAndFailPastTheBusyTimeOut) {
     sqlite3_close(other);
     return reply;
   };
-  const auto rename = [](std::string name) {
-    return [name] { return ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")" + name + R"("}})"); };
+  const auto rename = [](const std::string& name) {
+    return ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")" + name + R"("}})");
   };
   EXPECT_EQ(under_lock(500ms, [] { return hosts(R"({"HostNumberOfEntries":0})"); }), R"({"HostNumberOfEntries":7})");
-  EXPECT_EQ(under_lock(500ms, rename("short-wait")).front(), '{');
-  EXPECT_EQ(under_lock(3500ms, rename("long-wait")), "<-1>");
+  EXPECT_EQ(under_lock(500ms, [&] { return rename("short-wait"); }).front(), '{');
+  EXPECT_EQ(under_lock(3500ms, [&] { return rename("long-wait"); }), "<-1>");
   EXPECT_EQ(cell("SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';"), "short-wait");
 }
 
