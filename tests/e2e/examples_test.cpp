@@ -2,10 +2,10 @@
 // sends them: every request of every example is served.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <string>
 
+#include "platform/shell.h"
 #include "support/gateway.h"
 #include "support/sandbox.h"
 
@@ -15,16 +15,10 @@ namespace {
 // The output of pemo-cli run with `arguments` from the source folder (its
 // standard error in /tmp/stderr), and its exit status.
 std::string cli(const std::string& arguments, int& status) {
-  const std::string command = "cd " PEMO_SOURCE_DIR " && " PEMO_CLI_PATH " " + arguments + " 2>/tmp/stderr";
-  std::FILE* pipe = popen(command.c_str(), "r");
-  std::string out;
-  for (char buffer[4096]; pipe != nullptr;) {
-    const std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe);
-    if (n == 0) break;
-    out.append(buffer, n);
-  }
-  status = pipe != nullptr ? pclose(pipe) : -1;
-  return out;
+  const ShellResult run = posix_runner().execute(
+      {"cd " PEMO_SOURCE_DIR " && " PEMO_CLI_PATH " " + arguments + " 2>/tmp/stderr", true, 1 << 20, std::chrono::minutes(1)});
+  status = run.status;
+  return run.output;
 }
 
 TEST(Examples, EveryRequestOfEveryExampleIsServed) {

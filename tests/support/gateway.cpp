@@ -18,12 +18,13 @@ namespace {
 
 using namespace std::chrono_literals;
 
-pid_t first_child(pid_t parent) {
-  std::ifstream children("/proc/" + std::to_string(parent) + "/task/" + std::to_string(parent) +
-                         "/children");
-  pid_t child = -1;
-  children >> child;
-  return child;
+// A process's children, as /proc lists them.
+std::vector<pid_t> children(pid_t parent) {
+  const std::string id = std::to_string(parent);
+  std::ifstream list("/proc/" + id + "/task/" + id + "/children");
+  std::vector<pid_t> found;
+  for (pid_t child; list >> child;) found.push_back(child);
+  return found;
 }
 
 // Starts a program (words[0] is its path) with standard output and error appended
@@ -67,7 +68,8 @@ bool SimGateway::start(const std::vector<std::string>& agent_arguments, bool fas
     if (client::Session::connect("127.0.0.1", kServicePort, 1s, error).valid()) {
       // The agent answers, so the launcher has become unshare and its one child is
       // the gateway's first process.
-      init_pid_ = first_child(launcher_pid_);
+      const std::vector<pid_t> init = children(launcher_pid_);
+      init_pid_ = init.empty() ? -1 : init.front();
       return init_pid_ > 0;
     }
     std::this_thread::sleep_for(10ms);
@@ -130,14 +132,8 @@ std::string SimGateway::run(const std::string& command) const {
 
 pid_t SimGateway::agent_pid() const {
   if (init_pid_ <= 0) return -1;
-  const std::string init = std::to_string(init_pid_);
-  std::ifstream children("/proc/" + init + "/task/" + init + "/children");
-  for (pid_t child; children >> child;) {
-    std::ifstream comm("/proc/" + std::to_string(child) + "/comm");
-    std::string name;
-    comm >> name;
-    if (name == "pemo-agent") return child;
-  }
+  for (const pid_t child : children(init_pid_))
+    if (read_file("/proc/" + std::to_string(child) + "/comm") == "pemo-agent\n") return child;
   return -1;
 }
 

@@ -27,9 +27,8 @@ class SimGateway {
   SimGateway& operator=(const SimGateway&) = delete;
   ~SimGateway();
 
-  // Starts the gateway and waits until the agent accepts connections. With
-  // `fast_sleeps` the agent's sleeps under a second last a hundredth (its pause
-  // between accepted connections among them), for tests of how much it serves.
+  // Starts the gateway and waits until the agent accepts connections; with
+  // `fast_sleeps` its sleeps under a second (the accept pause) last a hundredth.
   bool start(const std::vector<std::string>& agent_arguments = {}, bool fast_sleeps = false);
   // Stops it; nothing of it remains.
   void stop();
@@ -46,20 +45,17 @@ class SimGateway {
   // Runs a shell command inside the gateway; its output.
   std::string run(const std::string& command) const;
 
-  // The agent's process id as the host sees it (a child of the gateway's init),
-  // or -1.
+  // The agent's process id as the host sees it, or -1.
   pid_t agent_pid() const;
   // A UCI value as the gateway's own uci tool reads it, without its line end.
   std::string uci_get(const std::string& path) const;
-  // Runs SQL on the gateway's probe database with its sqlite3; the rows, cells
-  // separated by '|'.
+  // Runs SQL on the gateway's probe database; the rows, cells separated by '|'.
   std::vector<std::string> sql(const std::string& statement) const;
 
   client::Session connect() const;
-  // One exchange on a new connection; the reply (status in header.length).
+  // One exchange on a new connection; get and set give the reply's text or "status N".
   client::Reply exchange(std::uint8_t type, const std::string& text,
                          const std::string& password = "5927") const;
-  // Text reply of a get or set, or "status N".
   std::string get(const std::string& text) const;
   std::string set(const std::string& text) const;
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "platform/uci.h"
 
 namespace pemo::test {
@@ -32,72 +34,37 @@ std::vector<std::string> hostile_values() {
 std::vector<std::string> shell_shape(std::string_view command) {
   std::vector<std::string> shape;
   bool in_word = false;
-  auto word = [&] {
+  const auto word = [&] {
     if (!in_word) shape.emplace_back("W");
     in_word = true;
   };
   for (std::size_t k = 0; k < command.size(); ++k) {
     const char c = command[k];
-    switch (c) {
-      case ' ':
-      case '\t':
-        in_word = false;
-        break;
-      case '\n':
-      case ';':
-      case '&':
-      case '|':
-      case '<':
-      case '>':
-      case '(':
-      case ')':
-        in_word = false;
-        shape.emplace_back(c == '\n' ? "NL" : std::string(1, c));
-        break;
-      case '\'': {
-        word();
-        const std::size_t end = command.find('\'', k + 1);
-        if (end == std::string_view::npos) return {"UNTERMINATED"};
-        k = end;
-        break;
+    if (c == ' ' || c == '\t') {
+      in_word = false;
+    } else if (std::string_view("\n;&|<>()").find(c) != std::string_view::npos) {
+      in_word = false;
+      shape.emplace_back(c == '\n' ? "NL" : std::string(1, c));
+    } else if (c == '\'') {
+      word();
+      k = command.find('\'', k + 1);
+      if (k == std::string_view::npos) return {"UNTERMINATED"};
+    } else if (c == '"') {
+      word();
+      for (++k; k < command.size() && command[k] != '"'; ++k) {
+        if (command[k] == '\\') ++k;
+        else if (command[k] == '$' || command[k] == '`') shape.emplace_back("$");
       }
-      case '"':
-        word();
-        for (++k; k < command.size() && command[k] != '"'; ++k) {
-          if (command[k] == '\\') ++k;
-          else if (command[k] == '$' || command[k] == '`') shape.emplace_back("$");
-        }
-        if (k >= command.size()) return {"UNTERMINATED"};
-        break;
-      case '\\':
-        word();
-        ++k;
-        break;
-      case '$':
-      case '`':
-        word();
-        shape.emplace_back("$");
-        break;
-      case '*':
-      case '?':
-      case '[':
-        word();
-        shape.emplace_back("*");
-        break;
-      case '#':
-        if (!in_word) {
-          shape.emplace_back("#");
-          while (k + 1 < command.size() && command[k + 1] != '\n') ++k;
-          break;
-        }
-        word();
-        break;
-      case '~':
-        if (!in_word) shape.emplace_back("~");
-        word();
-        break;
-      default:
-        word();
+      if (k >= command.size()) return {"UNTERMINATED"};
+    } else if (c == '#' && !in_word) {  // a comment runs to the line's end
+      shape.emplace_back("#");
+      k = std::min(command.find('\n', k), command.size()) - 1;
+    } else {
+      if (c == '~' && !in_word) shape.emplace_back("~");
+      word();
+      if (c == '\\') ++k;  // the escaped character is literal
+      else if (c == '$' || c == '`') shape.emplace_back("$");
+      else if (c == '*' || c == '?' || c == '[') shape.emplace_back("*");
     }
   }
   return shape;

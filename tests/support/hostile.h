@@ -17,17 +17,13 @@ inline constexpr const char* kCanary = "/tmp/pwned";
 // fragments, path traversal, format strings, non-UTF-8 bytes, and long texts.
 std::vector<std::string> hostile_values();
 
-// The command line as the shell parses it, with each word's literal text left
-// out: "W" for a word, the operators (; & | < > ( ) and line breaks) as they
-// stand, "$" for an expansion (unquoted or within double quotes), "*" for an
-// unquoted glob character, "#" for a comment, "~" for a tilde prefix, and
-// "UNTERMINATED" for an open quote. A value that is one quoted word leaves the
-// shape of the command as it is with any other value there.
+// The command line as the shell parses it, without each word's literal text: "W"
+// a word, operators as they stand ("NL" a line break), "$" an expansion, "*" a
+// glob, "#" a comment, "~" a tilde prefix, "UNTERMINATED" an open quote.
 std::vector<std::string> shell_shape(std::string_view command);
 
-// "package.option" for every option of every seeded package, read through `read`
-// (a path under /etc/config to its text), after checking with gtest that each
-// package still parses whole.
+// "package.option" for every option of every seeded package, read through `read`;
+// each package must still parse whole.
 std::set<std::string> option_names(const std::function<std::string(const std::string&)>& read);
 
 }  // namespace pemo::test

@@ -18,8 +18,7 @@
 
 namespace pemo::test {
 
-// Called once from main, before any thread starts. false (with a reason) when the
-// machine does not allow it; tests that need it then skip.
+// Called once from main, before any thread starts; false (with why) when not allowed.
 bool enter_sandbox(std::string& why);
 bool sandboxed();
 const std::string& sandbox_failure();
@@ -53,8 +52,7 @@ class RecordingRunner final : public CommandRunner {
   bool ran(std::string_view command) const;
   // The bound the last command containing `needle` was run with (0 when none ran).
   std::chrono::milliseconds timeout_of(std::string_view needle) const;
-  // Commands that contain `needle` run `act` (when given) and answer `result`;
-  // the latest matching answer wins.
+  // Commands containing `needle` run `act` and answer `result`; the latest match wins.
   void answer(std::string needle, ShellResult result, std::function<void()> act = {});
   // Commands that start with `prefix` really run, with `program` in its place.
   void run_for_real(std::string prefix, std::string program);
