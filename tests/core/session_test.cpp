@@ -204,15 +204,5 @@ TEST_F(Session, WifiSetAnswersBracesAndCloses) {
   EXPECT_TRUE(peer.closed_by_agent());
 }
 
-TEST_F(Session, StatusRepliesKeepTheConnection) {
-  Peer peer;
-  peer.request(kTypeParamGet, "{");
-  EXPECT_EQ(peer.reply(), status(1, kTypeParamGetReply, kStatusBadJson));
-  peer.request(kTypeParamSet, R"({"Device":{"Nosuch":1}})");
-  EXPECT_EQ(peer.reply(), status(1, kTypeParamSetReply, -5));
-  peer.request(kTypeParamGet, R"({"Device":{}})");
-  EXPECT_EQ(peer.reply(), R"(1/6: { "Device": { } })");
-}
-
 }  // namespace
 }  // namespace pemo

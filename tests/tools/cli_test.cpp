@@ -1,4 +1,4 @@
-// pemo-cli's documents: paths typed by the tree, documents in any layout, replies as lines.
+// pemo-cli's paths: one document typed by the agent's tree, or a local refusal.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -48,13 +48,8 @@ TEST(CliPaths, WhatTheTreeDoesNotTakeIsRefusedLocally) {
   for (const auto& [words, set, why] : std::vector<std::tuple<std::vector<std::string>, bool, std::string>>{
            {{"Device.WiFi.Nope"}, false, "no Device.WiFi.Nope in the agent's tree (below Device.WiFi: SSID, "},
            {{"Device.WiFi.SSID.0.SSID"}, false, "no Device.WiFi.SSID.0 "},
-           {{"Device.WiFi.SSID.i1.SSID"}, false, "no Device.WiFi.SSID.i1 "},
-           {{"WiFi.SSID"}, false, "no WiFi in the agent's tree"},
            {{"Device.WiFi"}, false, "Device.WiFi is an object: end it with '.'"},
-           {{"Device.WiFi.RadioNumberOfEntries."}, false, "Device.WiFi.RadioNumberOfEntries is a leaf"},
            {{"Device.WiFi.SSID.1.SSID"}, true, "a set takes PATH=VALUE"},
-           {{"Device.WiFi.SSID.1.=x"}, true, "a value belongs to one leaf"},
-           {{"Device.WiFi.SSID.1.Enable=1x"}, true, "Device.WiFi.SSID.1.Enable takes an integer, not '1x'"},
            {{"Device.WiFi.SSID.1.Enable=2147483648"}, true, "Device.WiFi.SSID.1.Enable takes an integer"},
        }) {
     const std::string result = built(words, set);
@@ -62,42 +57,12 @@ TEST(CliPaths, WhatTheTreeDoesNotTakeIsRefusedLocally) {
   }
 }
 
-TEST(CliDocuments, AnyLayoutIsAcceptedAndErrorsNameTheirPlace) {
+TEST(CliDocuments, ErrorsNameTheirPlaceAndNothingIsKept) {
   JsonPtr document;
   std::string error;
-  ASSERT_TRUE(parse_document("{\n  \"Device\": {\n    \"WiFi\": {}\n  }\n}\n", document, error)) << error;
-  EXPECT_STREQ(json_object_to_json_string_ext(document.get(), JSON_C_TO_STRING_PLAIN), R"({"Device":{"WiFi":{}}})");
-  for (const auto& [text, place] : std::vector<std::pair<std::string, std::string>>{
-           {"{\n  \"Device\": {\n    \"WiFi\": {,}\n", "line 3, column 14: "},
-           {"{\"Device\":{}", "line 1, column 13: the document ends too early"},
-           {"{\"Device\":{}}\n{}", "line 2, column 1: more text after the document"},
-       }) {
-    EXPECT_FALSE(parse_document(text, document, error)) << text;
-    EXPECT_EQ(error.rfind(place, 0), 0u) << text << " gave " << error;
-    EXPECT_EQ(document, nullptr);
-  }
-}
-
-TEST(CliDocuments, MembersTheTreeDoesNotTakeAreNamed) {
-  JsonPtr document;
-  std::string error;
-  ASSERT_TRUE(parse_document(R"({"Device":{"WiFi":{"SSID":{"i2":{"SSID":1,"Bogus":""},"i0":{}},"RadioNumberOfEntries":0},)"
-                             R"("Hosts":{"Host":{"i1":{"HostName":""}}}},"Other":{}})",
-                             document, error));
-  EXPECT_EQ(unknown_members(document.get()),
-            (std::vector<std::string>{
-                "Device.WiFi.SSID.i2.SSID: the agent takes a text here, and passes over anything else",
-                "Device.WiFi.SSID.i2.Bogus: not in the agent's tree", "Device.WiFi.SSID.i0: not in the agent's tree",
-                "Other: not in the agent's tree"}));
-}
-
-TEST(CliReplies, PathLinesKeepEveryValueOnOneLine) {
-  JsonPtr reply(json_tokener_parse(
-      R"({"Device":{"WiFi":{"SSID":{"i12":{"SSID":"a \"b\"\nc/d","Enable":1}},"i":{"x":""}}}})"));
-  EXPECT_EQ(format_reply(reply.get(), Layout::kPaths),
-            "Device.WiFi.SSID.12.SSID=a \\\"b\\\"\\nc/d\nDevice.WiFi.SSID.12.Enable=1\nDevice.WiFi.i.x=\n");
-  EXPECT_EQ(format_reply(reply.get(), Layout::kCompact),
-            R"({"Device":{"WiFi":{"SSID":{"i12":{"SSID":"a \"b\"\nc/d","Enable":1}},"i":{"x":""}}}})" "\n");
+  EXPECT_FALSE(parse_document("{\n  \"Device\": {\n    \"WiFi\": {,}\n", document, error));
+  EXPECT_EQ(error.rfind("line 3, column 14: ", 0), 0u) << error;
+  EXPECT_EQ(document, nullptr);
 }
 
 }  // namespace
