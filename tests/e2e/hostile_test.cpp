@@ -1,10 +1,7 @@
-// A handful of hostile values at every text leaf of the tree, sent in set
-// requests to a simulated gateway as a peer on the LAN could send them, where
-// every command really runs through the shell (request/hostile_test.cpp sends
-// all of them in-process and checks each command's shape). Whatever a handler
-// does with a value, it must not run a command of the sender's choosing, add
-// options to the configuration or rows and tables to the probe database, or
-// stop answering.
+// A handful of hostile values at every text leaf, set in the simulated gateway where
+// commands really run through the shell (request/hostile_test.cpp sends them all
+// in-process): none may run a command of the sender's, add options, rows or tables,
+// or stop the agent answering.
 #include <gtest/gtest.h>
 
 #include <chrono>

@@ -1,8 +1,6 @@
-// Hostile values at every text leaf of the tree, each in a set request walked
-// in-process with the platform commands recorded. A value may change which
-// commands run (a refused one runs none), but never the shape of a command: no
-// value ends its word, starts another command or expands; and none adds an
-// option to the configuration or a table or row to the probe database.
+// Hostile values at every text leaf, each set in-process with the commands recorded.
+// A value may change which commands run, never a command's shape (no value ends its
+// word, starts a command or expands), and adds no option, table or row.
 #include <gtest/gtest.h>
 
 #include <map>

@@ -1,7 +1,5 @@
-// The gateway as handler tests find it: the seeded configuration, probe database
-// and feature list, a record for this thread's connection, and every platform
-// command recorded instead of run. Rows of requests and replies check handlers
-// as the application sees them.
+// The gateway as handler tests find it: seeded configuration, probe database and
+// feature list, this thread's connection record, every platform command recorded.
 #pragma once
 
 #include <gtest/gtest.h>

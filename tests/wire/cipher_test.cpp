@@ -58,10 +58,8 @@ std::string literal_encipher(std::string_view key, std::string text) {
   return text;
 }
 
-// Every key length up to past the password limit, and long keys on both sides of
-// the lengths that are repeated into a block, with bytes above 127, over a
-// payload of the largest size: the schedule's key wrap and the keystream's index
-// wrap are both crossed many times.
+// Every key length past the password limit and long keys around the block sizes,
+// bytes above 127, over the largest payload: both index wraps crossed many times.
 TEST(SessionCipher, MatchesTheFullTableCipherForEveryKeyLength) {
   std::string payload(4092, '\0');
   for (std::size_t n = 0; n < payload.size(); ++n) payload[n] = static_cast<char>(n * 7 + 3);
