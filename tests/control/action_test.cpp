@@ -23,6 +23,17 @@ TEST_F(Actions, ReadOnlyWriteOnlyAndPlaceholderNodes) {
     EXPECT_NE(command.find("wps_conf"), std::string::npos) << command;
 }
 
+// Radio.{i} has two "Channel" leaves: first in its object, the member binds the
+// UCI-backed one (always 0); after OperatingFrequencyBand, the action one.
+TEST_F(Actions, RadioChannelLeaves) {
+  test::write_file("/tmp/wifi_channel", "ch_24G=1\nch_24G=11 x\nch_5G=149\nnoise\n");
+  EXPECT_EQ(device(R"({"WiFi":{"Radio":{"i1":{"Channel":5}}}})"), R"({"WiFi":{"Radio":{"i1":{"Channel":0}}}})");
+  EXPECT_EQ(device(R"({"WiFi":{"Radio":{"i2":{"OperatingFrequencyBand":"","Channel":0},)"
+                   R"("i1":{"OperatingFrequencyBand":"","Channel":0}}}})"),
+            R"({"WiFi":{"Radio":{"i2":{"OperatingFrequencyBand":"5GHz","Channel":149},)"
+            R"("i1":{"OperatingFrequencyBand":"2.4GHz","Channel":11}}}})");
+}
+
 TEST_F(Actions, RebootAndResetUnlessFlashing) {
   EXPECT_EQ(device(R"({"X_Halvo_Ext":{"Reboot":0}})", true), R"({"X_Halvo_Ext":{"Reboot":16}})");
   EXPECT_TRUE(runner_.commands().empty());

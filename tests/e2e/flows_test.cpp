@@ -105,7 +105,8 @@ TEST_F(FirmwareFlow, CheckDownloadAndHandOff) {
   EXPECT_NE(state().find(R"("FWUpgradeState": 2)"), std::string::npos);
   ASSERT_TRUE(wait_for_state("4"));
   for (int k = 0; k < 20 && !gateway_.called("do_fw_upgrade.sh"); ++k) std::this_thread::sleep_for(200ms);
-  for (const char* call : {"get_online_fw http://fw.isp.example/HG-2400-1.0.13.bin", "fw_upgrade fw_check 01ff"})
+  for (const char* call :
+       {"get_online_fw http://fw.isp.example/HG-2400-1.0.13.bin", "fw_upgrade fw_check 01ff", "do_fw_upgrade.sh"})
     EXPECT_TRUE(gateway_.called(call)) << call;
   EXPECT_NE(gateway_.get(kOta + R"("UpdateSoftwareStatus":"")" + kOtaEnd).find("Firmware upgrading, Please wait !"),
             std::string::npos);
