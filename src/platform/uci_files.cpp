@@ -7,18 +7,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <deque>
-#include <fstream>
-#include <iterator>
-#include <sstream>
 #include <map>
 #include <memory>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "platform/lifetime.h"
 #include "platform/uci.h"
@@ -34,8 +33,8 @@ constexpr int kMaxReopen = 100;
 // How long to wait for another program's commit to rename its new file into place.
 constexpr std::chrono::seconds kRenameWait{1};
 constexpr std::chrono::microseconds kRenamePoll{200};
-// Replaced files kept at least, and at most: a tool still waiting on one beyond
-// the first is kept too, up to the second.
+// Replaced files kept at least, and at most: one that another process still has
+// open beyond the first is kept too, up to the second.
 constexpr std::size_t kKeepReplaced = 4;
 constexpr std::size_t kKeepReplacedMax = 64;
 
@@ -94,22 +93,26 @@ void rewrite(int fd, std::string_view text) {
   if (ftruncate(fd, 0) == 0) static_cast<void>(write_all(fd, text));  // best effort: see PackageGuard
 }
 
-// Whether another process holds or waits for a flock on the file (/proc/locks
-// lists both, the waiters marked "->"): such a process may still read it.
-bool locked_by_others(int fd) {
-  struct stat st {};
-  if (fstat(fd, &st) != 0) return false;
-  std::ifstream locks("/proc/locks");
-  const std::string inode = ":" + std::to_string(st.st_ino);
+// Whether another process has the file open. The platform's tool opens a
+// package file before it asks for the lock, so a lock or a waiter alone (as
+// /proc/locks lists them) misses a tool starved between the two.
+bool open_elsewhere(int fd) {
+  struct stat kept {};
+  if (fstat(fd, &kept) != 0) return false;
+  std::unique_ptr<DIR, int (*)(DIR*)> processes(opendir("/proc"), closedir);
+  if (!processes) return true;  // unknown: keep it
   const std::string self = std::to_string(getpid());
-  for (std::string line; std::getline(locks, line);) {
-    std::istringstream fields(line);
-    std::vector<std::string> f{std::istream_iterator<std::string>(fields), {}};
-    auto kind = std::find(f.begin(), f.end(), "FLOCK");
-    if (kind == f.end() || f.end() - kind < 5) continue;  // FLOCK ADVISORY MODE PID DEV:INODE
-    const std::string& pid = kind[3];
-    const std::string& where = kind[4];
-    if (pid != self && where.size() > inode.size() && where.ends_with(inode)) return true;
+  while (const dirent* process = readdir(processes.get())) {
+    if (!std::isdigit(static_cast<unsigned char>(process->d_name[0])) || process->d_name == self) continue;
+    const std::string dir = std::string("/proc/") + process->d_name + "/fd";
+    std::unique_ptr<DIR, int (*)(DIR*)> fds(opendir(dir.c_str()), closedir);
+    if (!fds) continue;  // gone, or not ours to see
+    while (const dirent* entry = readdir(fds.get())) {
+      struct stat st {};
+      if (entry->d_name[0] != '.' && fstatat(dirfd(fds.get()), entry->d_name, &st, 0) == 0 &&
+          st.st_ino == kept.st_ino && st.st_dev == kept.st_dev)
+        return true;
+    }
   }
   return false;
 }
@@ -205,7 +208,7 @@ void PackageGuard::replaced(std::string_view text) {
   rewrite(current_.fd.get(), text);
   held_.push_back(current_.fd.get());
   kept.push_back(std::move(current_.fd));
-  while (kept.size() > kKeepReplaced && (kept.size() > kKeepReplacedMax || !locked_by_others(kept.front().get()))) {
+  while (kept.size() > kKeepReplaced && (kept.size() > kKeepReplacedMax || !open_elsewhere(kept.front().get()))) {
     std::erase(held_, kept.front().get());
     kept.pop_front();  // closing it releases its lock
   }

@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/fd.h"
 #include "support/sandbox.h"
 
 namespace pemo::uci {
@@ -205,6 +206,28 @@ TEST_F(UciStore, WriterKilledMidCommitLeavesOldOrNewFileAndItsStagedChanges) {
   ASSERT_EQ(set("wireless.wifi0.channel", "final"), kOk);
   ASSERT_EQ(commit(dirs_, "wireless"), kOk);
   EXPECT_NE(read_file(dirs_.config + "/wireless").find("option channel 'final'"), std::string::npos);
+}
+
+// The platform's tool opens a package file before it waits for its lock: however
+// many commits replace the file meanwhile, the tool then reads the newest text.
+TEST_F(UciStore, AFileOpenedBeforeManyCommitsHoldsTheNewestText) {
+  UniqueFd opened(open((dirs_.config + "/wireless").c_str(), O_RDONLY | O_CLOEXEC));
+  const pid_t holder = fork();
+  ASSERT_GE(holder, 0);
+  if (holder == 0) {
+    pause();
+    _exit(0);
+  }
+  const std::string held = "/proc/" + std::to_string(holder) + "/fd/" + std::to_string(opened.get());
+  opened = UniqueFd();
+  for (int k = 1; k <= 8; ++k) {
+    ASSERT_EQ(set("wireless.wifi0.channel", "c" + std::to_string(k)), kOk);
+    ASSERT_EQ(commit(dirs_, "wireless"), kOk);
+  }
+  const std::string text = read_file(held);
+  kill(holder, SIGKILL);
+  waitpid(holder, nullptr, 0);
+  EXPECT_NE(text.find("option channel 'c8'"), std::string::npos) << text;
 }
 
 TEST_F(UciStore, PackageNamesNeverLeaveTheDirectories) {
