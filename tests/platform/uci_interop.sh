@@ -5,7 +5,7 @@
 #           (show, show -X, changes, export, get), and a commit by either writes
 #           the same file.
 # usage: uci_interop.sh suite|cross OUR_UCI PLATFORM_PREFIX WORK_DIR
-# Runs in private user and mount namespaces with a fresh /tmp (both tools use
+# Runs in private user and mount namespaces with a private /tmp (both tools use
 # /tmp/.uci); exits 77 (skipped) when those or the platform build are missing.
 set -eu
 mode=$1 ours=$2 prefix=$3 work=$4
@@ -14,29 +14,12 @@ skip() { echo "SKIPPED: $*"; exit 77; }
 if [ -z "${UCI_INTEROP_INSIDE:-}" ]; then
   unshare -rm true 2>/dev/null || skip "no private user and mount namespaces here"
   export UCI_INTEROP_INSIDE=1
-  # A fresh /tmp that keeps the folders of this script and its arguments found
-  # there (CI may clone under /tmp): each is held open, then bound back from its
-  # descriptor (taken as it is: by name it would be the new, empty /tmp).
-  exec unshare -rm sh -c '
-    set -e
-    nl="
-"
-    tops=
-    for p in "$0" "$@"; do
-      case "$p" in /tmp/?*)
-        rest=${p#/tmp/}
-        top=/tmp/${rest%%/*}
-        case "$nl$tops" in *"$nl$top$nl"*) ;; *) tops="$tops$top$nl" ;; esac ;;
-      esac
-    done
-    IFS=$nl
-    n=3
-    for top in $tops; do eval "exec $n<\"\$top\""; n=$((n + 1)); done
-    mount -t tmpfs tmpfs /tmp
-    n=3
-    for top in $tops; do mkdir -p "$top" && mount --no-canonicalize --rbind "/proc/self/fd/$n" "$top"; n=$((n + 1)); done
-    unset IFS
-    exec "$0" "$@"' "$0" "$@"
+  # /tmp becomes an overlay whose changes stay in a tmpfs of our own: a checkout
+  # under /tmp (CI may clone there) is still seen, and nothing reaches the host's.
+  mkdir -p "$work.tmp"
+  exec unshare -rm sh -c 'mount -t tmpfs tmpfs "$1" && mkdir "$1/upper" "$1/work" &&
+    mount -t overlay overlay -o "lowerdir=/tmp,upperdir=$1/upper,workdir=$1/work" /tmp && shift && exec "$@"' \
+    sh "$work.tmp" "$0" "$@"
 fi
 real="$prefix/bin/uci"
 export LD_LIBRARY_PATH="$prefix/lib"
