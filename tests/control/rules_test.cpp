@@ -20,21 +20,17 @@ class Rules : public test::HandlerTest {
 TEST_F(Rules, AddingRulesCountsAndRefillsTheLastOneAndEnablingOneTurnsTheMasterSwitchOn) {
   // Host i4 is the desktop, a4:5e:60:11:22:33.
   walk(R"({"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}})", true);
-  EXPECT_EQ(option("parental.general.count"), "1");
-  EXPECT_EQ(option("parental.rule1.src_mac"), "a4:5e:60:11:22:33");
+  EXPECT_EQ(options({"parental.general.count", "parental.rule1.src_mac"}), "1 | a4:5e:60:11:22:33");
   // rule1 has no name yet: the next add writes it again instead of a new one.
   walk(R"({"Hosts":{"Host":{"i5":{"X_Halvo_AddPcpRule":"1"}}}})", true);
-  EXPECT_EQ(option("parental.general.count"), "1");
-  EXPECT_EQ(option("parental.rule1.src_mac"), "3c:22:fb:44:55:66");
+  EXPECT_EQ(options({"parental.general.count", "parental.rule1.src_mac"}), "1 | 3c:22:fb:44:55:66");
   ASSERT_EQ(cfg_set("parental.rule1.name", "kids"), 0);
   walk(R"({"Hosts":{"Host":{"i6":{"X_Halvo_AddPcpRule":"1"}}}})", true);
-  EXPECT_EQ(option("parental.general.count"), "2");
-  EXPECT_EQ(option("parental.rule2.src_mac"), "3c:22:fb:77:88:99");
+  EXPECT_EQ(options({"parental.general.count", "parental.rule2.src_mac"}), "2 | 3c:22:fb:77:88:99");
   EXPECT_EQ(walk(R"({"Hosts":{"Host":{"i9":{"X_Halvo_AddPcpRule":"1"}}}})", true), "<-26>");
   EXPECT_EQ(walk(R"({"Hosts":{"Host":{"i1":{"X_Halvo_AddPcpRule":""}}}})", false), "<-27>");
   walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i2":{"Enable":"1"}}}})", true);
-  EXPECT_EQ(option("parental.general.enable"), "1");
-  EXPECT_EQ(option("parental.rule2.enable"), "1");
+  EXPECT_EQ(options({"parental.general.enable", "parental.rule2.enable"}), "1 | 1");
   EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"Enable":""}}}})", false),
             R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"Enable":"0"}}}})");
 }
@@ -44,8 +40,8 @@ TEST_F(Rules, RuleValuesAreStoredExactlyAndReadBack) {
   const std::string name = "Tom's \\\"PC\\\" $(reboot) `id`; | &&";
   EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":")" + name +
                  R"(","Scheduling":{"Days":"Mon,Fri","TimeStopMin":"30"}}}}})", true).front(), '{');
-  EXPECT_EQ(option("parental.rule1.name"), "Tom's ");  // set values end at a double quote
-  EXPECT_EQ(option("parental.rule1.weekdays"), "Mon,Fri");
+  // Set values end at a double quote.
+  EXPECT_EQ(options({"parental.rule1.name", "parental.rule1.weekdays"}), "Tom's  | Mon,Fri");
   EXPECT_TRUE(ran("/sbin/uci_apply 'parental'"));
   walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"a $(reboot) `id`; b"}}}})", true);
   EXPECT_EQ(option("parental.rule1.name"), "a $(reboot) `id`; b");
@@ -68,12 +64,10 @@ TEST_F(Rules, BlockingWritesThreeRulesCommittedByTheAgent) {
   const char* protocols[] = {"TCP", "UDP", "ICMP"};
   for (int n = 5; n <= 7; ++n) {
     const std::string rule = "firewall.rule" + std::to_string(n);
-    EXPECT_EQ(option(rule + ".protocol"), protocols[n - 5]);
-    EXPECT_EQ(option(rule + ".CurPos"), std::to_string(n));
-    EXPECT_EQ(option(rule + ".mac_address"), "a4:5e:60:11:22:33");
+    EXPECT_EQ(options({rule + ".protocol", rule + ".CurPos", rule + ".mac_address"}),
+              protocols[n - 5] + (" | " + std::to_string(n)) + " | a4:5e:60:11:22:33");
   }
-  EXPECT_EQ(option("firewall.general.rules_count"), "7");
-  EXPECT_EQ(option("firewall.general.NextRulePos"), "8");
+  EXPECT_EQ(options({"firewall.general.rules_count", "firewall.general.NextRulePos"}), "7 | 8");
   EXPECT_EQ(test::read_file("/tmp/.uci/firewall"), "") << "everything committed";
   EXPECT_NE(test::read_file("/etc/config/firewall").find("config firewall 'rule7'"), std::string::npos);
   EXPECT_TRUE(ran("/sbin/uci_apply 'firewall'"));

@@ -28,36 +28,21 @@ TEST(ShellQuote, TextEndsAtNul) {
   EXPECT_EQ(sql_quote(std::string_view("it's\0' OR 1", 11)), "it''s");
 }
 
-TEST(PosixRunner, ReportsExitStatus) {
-  EXPECT_EQ(shell_run("true"), 0);
-  EXPECT_EQ(shell_run("false"), 1);
+// Statuses, the output bound and the time bound; a job left in the background
+// (its output elsewhere) does not hold the caller.
+TEST(PosixRunner, StatusesAndBounds) {
   EXPECT_EQ(shell_run("exit 7"), 7);
   EXPECT_EQ(shell_run("if then"), 2);  // a syntax error of the shell itself
   EXPECT_EQ(shell_run(""), -1);
-}
-
-TEST(PosixRunner, CapturesOutputUpToTheLimit) {
-  ShellResult r = shell_capture("echo one; echo two");
-  EXPECT_EQ(r.output, "one\ntwo\n");
-  EXPECT_EQ(r.status, 0);
-  r = shell_capture("i=0; while [ $i -lt 20000 ]; do echo 0123456789; i=$((i+1)); done", 10);
+  ShellResult r = shell_capture("i=0; while [ $i -lt 20000 ]; do echo 0123456789; i=$((i+1)); done", 10);
   EXPECT_EQ(r.output, "0123456789");
   EXPECT_EQ(r.status, 0);
-}
-
-TEST(PosixRunner, KillsACommandThatOutlivesItsTimeout) {
-  auto start = std::chrono::steady_clock::now();
-  ShellResult r = shell_capture("echo started; sleep 30; echo never", 100, 300ms);
+  const auto start = std::chrono::steady_clock::now();
+  r = shell_capture("echo started; sleep 30; echo never", 100, 300ms);
   EXPECT_TRUE(r.timed_out);
   EXPECT_EQ(r.status, -1);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
-}
-
-TEST(PosixRunner, BackgroundCommandsDoNotHoldTheCaller) {
-  auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(shell_run("sleep 3 >/dev/null 2>&1 &"), 0);
-  ShellResult r = shell_capture("sleep 3 >/dev/null 2>&1 & echo done");
-  EXPECT_EQ(r.output, "done\n");
+  EXPECT_EQ(shell_run("sleep 30 >/dev/null 2>&1 &"), 0);
+  EXPECT_EQ(shell_capture("sleep 30 >/dev/null 2>&1 & echo done").output, "done\n");
   EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
 }
 

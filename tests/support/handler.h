@@ -51,6 +51,12 @@ class HandlerTest : public testing::Test {
     const int status = cfg_get(value);
     return status == 0 ? value : "<" + std::to_string(status) + ">";
   }
+  // Configuration values as option() gives them, joined by " | ".
+  static std::string options(std::initializer_list<std::string> paths) {
+    std::string joined;
+    for (const std::string& path : paths) joined += (&path == paths.begin() ? "" : " | ") + option(path);
+    return joined;
+  }
   static std::string cell(const std::string& query) { return sql(kProbeDbPath, query).at(0).at(0); }
   RecordingRunner runner_;
   ScopedRunner scoped_{runner_};
