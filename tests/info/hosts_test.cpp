@@ -16,24 +16,29 @@ namespace {
 //   (nNotAlive 3) is not listed.
 class Hosts : public test::HandlerTest {
  protected:
-  static std::string hosts(const std::string& object, bool set = false) {
-    return test::below({"Hosts"}, object, set);
-  }
+  static std::string hosts(const std::string& object) { return test::below({"Hosts"}, object); }
   static std::string ext(const std::string& object, bool set = true) {
     return test::below({"X_Halvo_Ext"}, object, set);
   }
+  // Host `instance`'s members read after a count in the same request: "N {members}".
   static std::string host(int instance, const std::string& members) {
-    return hosts(R"({"HostNumberOfEntries":0,"Host":{"i)" + std::to_string(instance) + R"(":{)" + members + "}}}");
+    const std::string reply =
+        hosts(R"({"HostNumberOfEntries":0,"Host":{"i)" + std::to_string(instance) + R"(":{)" + members + "}}}");
+    if (reply.front() != '{') return reply;
+    const std::size_t count = reply.find(':') + 1, object = reply.find(":{", reply.find(":{") + 2) + 1;
+    return reply.substr(count, reply.find(',') - count) + " " + reply.substr(object, reply.size() - object - 2);
+  }
+  static std::string renamed(const std::string& name) {
+    return ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")" + name + R"("}})");
   }
 };
 
 TEST_F(Hosts, EachCountSnapshotsTheAliveHostsInTableOrder) {
-  EXPECT_EQ(hosts(R"({"HostNumberOfEntries":0})"), R"({"HostNumberOfEntries":7})");
-  EXPECT_EQ(host(7, R"("HostName":"")"), R"({"HostNumberOfEntries":7,"Host":{"i7":{"HostName":"printer"}}})");
-  EXPECT_EQ(host(8, R"("HostName":"","PhysAddress":"","X_Halvo_PhyRate":5})"),
-            R"({"HostNumberOfEntries":7,"Host":{"i8":{"HostName":"unknown","PhysAddress":"N\/A","X_Halvo_PhyRate":0}}})");
+  EXPECT_EQ(host(7, R"("HostName":"")"), R"(7 {"HostName":"printer"})");
+  EXPECT_EQ(host(8, R"("HostName":"","PhysAddress":"","X_Halvo_PhyRate":5)"),
+            R"(7 {"HostName":"unknown","PhysAddress":"N\/A","X_Halvo_PhyRate":0})");
   test::sql(kProbeDbPath, "DELETE FROM Device WHERE HostName='HomeGateway';");
-  EXPECT_EQ(host(1, R"("HostName":"")"), R"({"HostNumberOfEntries":6,"Host":{"i1":{"HostName":"LivingRoom-Ext"}}})");
+  EXPECT_EQ(host(1, R"("HostName":"")"), R"(6 {"HostName":"LivingRoom-Ext"})");
   std::string mac;
   ParseContext context = new_parse_context(true);
   context.instance[0] = 1;  // "i2": the second extender now, by its AL MAC
@@ -46,27 +51,22 @@ TEST_F(Hosts, EachCountSnapshotsTheAliveHostsInTableOrder) {
 TEST_F(Hosts, ValuesBeforeAnySnapshotAndNullCellsAreDefaults) {
   EXPECT_EQ(hosts(R"({"Host":{"i1":{"HostName":"x","IPAddress":"","X_Halvo_DL_Rate":9}}})"),
             R"({"Host":{"i1":{"HostName":"unknown","IPAddress":"N\/A","X_Halvo_DL_Rate":0}}})");
-  test::sql(kProbeDbPath,
-            "INSERT INTO Device (DevType, Alive, nNotAlive) VALUES (NULL, 1, 0);");
+  test::sql(kProbeDbPath, "INSERT INTO Device (DevType, Alive, nNotAlive) VALUES (NULL, 1, 0);");
   EXPECT_EQ(host(8, R"("PhysAddress":"","HostName":"","X_Halvo_HostType":0,"X_Halvo_DeviceName":"",)"
                     R"("X_Halvo_ConnectionType":"x","X_Halvo_RSSI":5,"X_Halvo_Channel_5G":3)"),
-            R"({"HostNumberOfEntries":8,"Host":{"i8":{"PhysAddress":"N\/A","HostName":"unknown",)"
-            R"("X_Halvo_HostType":1,"X_Halvo_DeviceName":"unknown","X_Halvo_ConnectionType":"",)"
-            R"("X_Halvo_RSSI":0,"X_Halvo_Channel_5G":0}}})");
+            R"(8 {"PhysAddress":"N\/A","HostName":"unknown","X_Halvo_HostType":1,"X_Halvo_DeviceName":"unknown",)"
+            R"("X_Halvo_ConnectionType":"","X_Halvo_RSSI":0,"X_Halvo_Channel_5G":0})");
 }
 
 TEST_F(Hosts, CellsByPositionWithTheirRules) {
   // An extender is named by its AL MAC and typed 5; its DevFunc AppVersion 1.5 is
   // above the gateway's 1.2, its channel comes from DevFunc, its version from ExtraInfo.
   EXPECT_EQ(host(2, R"("PhysAddress":"","X_Halvo_CapabilityType":"","X_Halvo_HostType":0)"),
-            R"({"HostNumberOfEntries":7,"Host":{"i2":{"PhysAddress":"02:10:18:cc:dd:01",)"
-            R"("X_Halvo_CapabilityType":"L2Device","X_Halvo_HostType":5}}})");
+            R"(7 {"PhysAddress":"02:10:18:cc:dd:01","X_Halvo_CapabilityType":"L2Device","X_Halvo_HostType":5})");
   EXPECT_EQ(host(3, R"("X_Halvo_CapabilityType":"","X_Halvo_Channel_24G":0,"X_Halvo_SoftwareVersion":"")"),
-            R"({"HostNumberOfEntries":7,"Host":{"i3":{"X_Halvo_CapabilityType":"Client",)"
-            R"("X_Halvo_Channel_24G":6,"X_Halvo_SoftwareVersion":"1.0.12"}}})");
+            R"(7 {"X_Halvo_CapabilityType":"Client","X_Halvo_Channel_24G":6,"X_Halvo_SoftwareVersion":"1.0.12"})");
   EXPECT_EQ(host(6, R"("X_Halvo_Channel_5G":0,"X_Halvo_Channel_24G":7,"X_Halvo_SoftwareVersion":"")"),
-            R"({"HostNumberOfEntries":7,"Host":{"i6":{"X_Halvo_Channel_5G":44,"X_Halvo_Channel_24G":0,)"
-            R"("X_Halvo_SoftwareVersion":"N\/A"}}})");
+            R"(7 {"X_Halvo_Channel_5G":44,"X_Halvo_Channel_24G":0,"X_Halvo_SoftwareVersion":"N\/A"})");
 }
 
 // ExtraInfo is written by the probe daemon, not by us: each key counts only with
@@ -99,9 +99,8 @@ TEST_F(Hosts, ExtraInfoKeysCountOnlyWithTheirOwnType) {
     test::sql(kProbeDbPath, "UPDATE Device SET ExtraInfo=" + cell + ";");
     const std::string rate = std::to_string(c.rate);
     EXPECT_EQ(host(2, R"("X_Halvo_SoftwareVersion":"","X_Halvo_DL_Rate":9,"X_Halvo_UL_Rate":9,"X_Halvo_Parental_Blocking":"")"),
-              std::string(R"({"HostNumberOfEntries":7,"Host":{"i2":{"X_Halvo_SoftwareVersion":")") + c.version +
-                  R"(","X_Halvo_DL_Rate":)" + rate + R"(,"X_Halvo_UL_Rate":)" + rate +
-                  R"(,"X_Halvo_Parental_Blocking":")" + c.blocking + R"("}}})")
+              std::string(R"(7 {"X_Halvo_SoftwareVersion":")") + c.version + R"(","X_Halvo_DL_Rate":)" + rate +
+                  R"(,"X_Halvo_UL_Rate":)" + rate + R"(,"X_Halvo_Parental_Blocking":")" + c.blocking + R"("})")
         << c.cell;
     EXPECT_EQ(ext(R"({"FWNumberOfEntries":0})", false), R"({"FWNumberOfEntries":)" + std::to_string(c.listed) + "}")
         << c.cell;
@@ -115,34 +114,30 @@ TEST_F(Hosts, ExtenderAndWirelessValues) {
             "UPDATE Device SET Rssi=NULL WHERE HostName='alices-phone';");
   EXPECT_EQ(host(2, R"("X_Halvo_WiFiStatus":9,"X_Halvo_L2Device_ControllableMask":0,"X_Halvo_DeviceMode":"",)"
                     R"("X_Halvo_WIFI_Auto_Cfg_Approve":7,"X_Halvo_RSSI":5)"),
-            R"({"HostNumberOfEntries":7,"Host":{"i2":{"X_Halvo_WiFiStatus":0,)"
-            R"("X_Halvo_L2Device_ControllableMask":511,"X_Halvo_DeviceMode":"AP",)"
-            R"("X_Halvo_WIFI_Auto_Cfg_Approve":1,"X_Halvo_RSSI":0}}})");
+            R"(7 {"X_Halvo_WiFiStatus":0,"X_Halvo_L2Device_ControllableMask":511,"X_Halvo_DeviceMode":"AP",)"
+            R"("X_Halvo_WIFI_Auto_Cfg_Approve":1,"X_Halvo_RSSI":0})");
   // A wired host: extender values are 0, and wireless values keep the node's
   // text on entry (none), which an integer member reads as 0.
   EXPECT_EQ(host(4, R"("X_Halvo_L2Device_ControllableMask":3,"X_Halvo_WiFiLinkRate_5G":3,"X_Halvo_RSSI":3)"),
-            R"({"HostNumberOfEntries":7,"Host":{"i4":{"X_Halvo_L2Device_ControllableMask":0,)"
-            R"("X_Halvo_WiFiLinkRate_5G":0,"X_Halvo_RSSI":0}}})");
+            R"(7 {"X_Halvo_L2Device_ControllableMask":0,"X_Halvo_WiFiLinkRate_5G":0,"X_Halvo_RSSI":0})");
   EXPECT_EQ(host(5, R"("X_Halvo_RSSI":3,"X_Halvo_Conn_Guest":3,"SignalStrength":3)"),
-            R"({"HostNumberOfEntries":7,"Host":{"i5":{"X_Halvo_RSSI":0,"X_Halvo_Conn_Guest":0,"SignalStrength":-61}}})");
+            R"(7 {"X_Halvo_RSSI":0,"X_Halvo_Conn_Guest":0,"SignalStrength":-61})");
 }
 
 TEST_F(Hosts, RenamesAndRetypesWriteTheDatabaseExactlyOrNotAtAll) {
-  EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"Kitchen\"TV"}})"),
-            R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"Kitchen\"TV"}})");
+  EXPECT_EQ(renamed("Kitchen\\\"TV"), R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"Kitchen\"TV"}})");
   EXPECT_EQ(cell("SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';"), "Kitchen");
   EXPECT_EQ(ext(R"({"HostTypeChange":{"HostMAC":"02:10:18:cc:dd:01","HostType":3}})"),
             R"({"HostTypeChange":{"HostMAC":"02:10:18:cc:dd:01","HostType":3}})");
   EXPECT_EQ(cell("SELECT HostType FROM Device WHERE ALMac='02:10:18:cc:dd:01';"), "3");
-  EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"\"\""}})"), "<-21>");
+  EXPECT_EQ(renamed("\\\"\\\""), "<-21>");
   EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"\"","Name":"x"}})"), "<-21>");
   // Any text is stored as it is; a name that would not fit the statement is
   // refused, not cut.
   const auto before = test::sql(kProbeDbPath, "SELECT * FROM Device ORDER BY rowid;");
-  EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")" + std::string(200, 'n') + R"("}})"),
-            "<-1>");
+  EXPECT_EQ(renamed(std::string(200, 'n')), "<-1>");
   EXPECT_EQ(test::sql(kProbeDbPath, "SELECT * FROM Device ORDER BY rowid;"), before);
-  ASSERT_EQ(ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"it's; $(x) `y` --"}})").front(), '{');
+  ASSERT_EQ(renamed("it's; $(x) `y` --").front(), '{');
   EXPECT_EQ(cell("SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';"), "it's; $(x) `y` --");
 }
 
@@ -164,12 +159,9 @@ TEST_F(Hosts, ReadsAndChangesWaitOutAShortLockAndFailPastTheBusyTimeOut) {
     sqlite3_close(other);
     return reply;
   };
-  const auto rename = [](const std::string& name) {
-    return ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")" + name + R"("}})");
-  };
   EXPECT_EQ(under_lock(500ms, [] { return hosts(R"({"HostNumberOfEntries":0})"); }), R"({"HostNumberOfEntries":7})");
-  EXPECT_EQ(under_lock(500ms, [&] { return rename("short-wait"); }).front(), '{');
-  EXPECT_EQ(under_lock(3500ms, [&] { return rename("long-wait"); }), "<-1>");
+  EXPECT_EQ(under_lock(500ms, [] { return renamed("short-wait"); }).front(), '{');
+  EXPECT_EQ(under_lock(3500ms, [] { return renamed("long-wait"); }), "<-1>");
   EXPECT_EQ(cell("SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';"), "short-wait");
 }
 
