@@ -46,14 +46,9 @@ TEST(Catalogue, EveryObjectAnswersAndEveryNodeIsReached) {
                    R"("EndDevCtrl_UnBlocking":{"HostMAC":"a4:5e:60:11:22:33"},)"
                    R"("L2DevCtrl_Reboot":{"HostMAC":"02:10:18:cc:dd:01"},)"
                    R"("L2DevCtrl_WiFiOff":{"HostMAC":"02:10:18:cc:dd:01"}}}})");
-  {
-    client::Session session = gateway.connect();
-    client::Reply reply;
-    std::string error;
-    session.exchange(kTypeParamGet, R"({"Device":{"Hosts":{"HostNumberOfEntries":0}}})", "5927", reply, error);
-    session.exchange(kTypeParamSet, R"({"Device":{"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}}})", "5927",
-                     reply, error);
-  }
+  client::Session session = gateway.connect();  // a rule is added from the connection's host snapshot
+  test::exchange(session, kTypeParamGet, R"({"Device":{"Hosts":{"HostNumberOfEntries":0}}})");
+  test::exchange(session, kTypeParamSet, R"({"Device":{"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}}})");
   gateway.exchange(kTypeParamGet, R"({"Device":{"WiFi":{"Radio":{"i1":{"OperatingStandards":"","Channel":0}}}}})");
 
   // Which nodes the agent bound, from its own debug log, which the gateway's

@@ -42,13 +42,10 @@ class Hostile : public testing::Test {
         if (tree.node(position).type != kString || std::string_view(tree.node(position).name) == "ConfigPassword")
           continue;
         const std::string document = test::document_for(tree, position, json);
-        client::Reply reply;
-        std::string error;
         // A set that enters "WiFi" is answered "{}" and closes: then a fresh session.
-        if (!session.valid() || !session.exchange(kTypeParamSet, document, "5927", reply, error)) {
+        if (test::exchange(session, kTypeParamSet, document).status() == test::kNoAnswer) {
           session = gateway_.connect();
-          if (!session.exchange(kTypeParamSet, document, "5927", reply, error))
-            ADD_FAILURE() << tree.path(position) << ": no answer: " << error;
+          EXPECT_NE(test::exchange(session, kTypeParamSet, document).status(), test::kNoAnswer) << tree.path(position);
         }
         ++requests_;
       }

@@ -155,14 +155,18 @@ client::Session SimGateway::connect() const {
   return client::Session::connect("127.0.0.1", kServicePort, 10s, error);
 }
 
+client::Reply exchange(client::Session& session, std::uint8_t type, const std::string& text,
+                       const std::string& password) {
+  client::Reply reply;
+  std::string error;
+  if (!session.valid() || !session.exchange(type, text, password, reply, error)) reply.header.length = kNoAnswer;
+  return reply;
+}
+
 client::Reply SimGateway::exchange(std::uint8_t type, const std::string& text,
                                    const std::string& password) const {
   client::Session session = connect();
-  client::Reply reply;
-  std::string error;
-  if (!session.valid() || !session.exchange(type, text, password, reply, error))
-    reply.header.length = -999;  // no answer at all
-  return reply;
+  return test::exchange(session, type, text, password);
 }
 
 std::string SimGateway::get(const std::string& text) const {

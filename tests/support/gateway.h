@@ -20,6 +20,12 @@ inline constexpr bool kSanitizedBuild = true;
 inline constexpr bool kSanitizedBuild = false;
 #endif
 
+// The length of a reply that never came.
+inline constexpr int kNoAnswer = -999;
+// One exchange on an open session, keyed with `password`.
+client::Reply exchange(client::Session& session, std::uint8_t type, const std::string& text,
+                       const std::string& password = "5927");
+
 class SimGateway {
  public:
   SimGateway() = default;

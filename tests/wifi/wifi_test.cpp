@@ -15,11 +15,17 @@ class Wifi : public test::HandlerTest {
     set_pending_set_band("");
   }
   static std::string wifi(const std::string& object, bool set = false) { return test::below({"WiFi"}, object, set); }
-  static std::string walk(const char* top, const std::string& object, bool set) {
-    return test::below({top}, object, set);
+  // Options of wifi-iface `position`, joined by " | ".
+  static std::string iface(int position, std::initializer_list<const char*> names) {
+    std::string joined;
+    for (const char* name : names)
+      joined += (joined.empty() ? "" : " | ") + option("wireless.@wifi-iface[" + std::to_string(position) + "]." + name);
+    return joined;
   }
-  static std::string iface(int position, const char* name) {
-    return option("wireless.@wifi-iface[" + std::to_string(position) + "]." + name);
+  static std::string files(std::initializer_list<const char*> paths) {
+    std::string text;
+    for (const char* path : paths) text += test::read_file(path);
+    return text;
   }
 };
 
@@ -38,18 +44,19 @@ TEST_F(Wifi, BandChosenByCheckFreqBandIsConsumedByTheNextMember) {
 
 TEST_F(Wifi, SecurityModeAndKeyReads) {
   const std::string ap = R"({"AccessPoint":{"i1":{"Security":{"ModeEnabled":"","PreShareKey":""}}}})";
-  EXPECT_EQ(wifi(ap), R"({"AccessPoint":{"i1":{"Security":{"ModeEnabled":"WPA2PSK","PreShareKey":"homegateway24"}}}})");
-  ASSERT_EQ(cfg_set("wireless.@wifi-iface[0].encryption", "NONE"), 0);
-  EXPECT_EQ(wifi(ap), R"({"AccessPoint":{"i1":{"Security":{"ModeEnabled":"none","PreShareKey":""}}}})");
-  ASSERT_EQ(cfg_set("wireless.@wifi-iface[0].encryption", "wep-open"), 0);
-  EXPECT_EQ(wifi(ap), R"({"AccessPoint":{"i1":{"Security":{"ModeEnabled":"WEP","PreShareKey":""}}}})");
+  const auto security = [](const std::string& mode, const std::string& key) {
+    return R"({"AccessPoint":{"i1":{"Security":{"ModeEnabled":")" + mode + R"(","PreShareKey":")" + key + R"("}}}})";
+  };
+  EXPECT_EQ(wifi(ap), security("WPA2PSK", "homegateway24"));
+  for (const auto& [encryption, mode] : {std::pair{"NONE", "none"}, std::pair{"wep-open", "WEP"}}) {
+    ASSERT_EQ(cfg_set("wireless.@wifi-iface[0].encryption", encryption), 0);
+    EXPECT_EQ(wifi(ap), security(mode, ""));
+  }
   // A missing key falls back to the first word of /tmp/tmppsk.
-  test::write_file("/etc/config/wireless",
-                   "config wifi-iface\n\toption encryption 'WPA2PSK'\n\toption ssid 'x'\n");
+  test::write_file("/etc/config/wireless", "config wifi-iface\n\toption encryption 'WPA2PSK'\n\toption ssid 'x'\n");
   test::write_file("/tmp/tmppsk", "fallback-key rest\n");
-  EXPECT_EQ(wifi(ap), R"({"AccessPoint":{"i1":{"Security":{"ModeEnabled":"WPA2PSK","PreShareKey":"fallback-key"}}}})");
-  EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSIDDefault":"","SSID":""}}})"),
-            R"({"SSID":{"i1":{"SSIDDefault":"unknow","SSID":"x"}}})");
+  EXPECT_EQ(wifi(ap), security("WPA2PSK", "fallback-key"));
+  EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSIDDefault":"","SSID":""}}})"), R"({"SSID":{"i1":{"SSIDDefault":"unknow","SSID":"x"}}})");
 }
 
 TEST_F(Wifi, UnreadableEncryptionFailsEveryMember) {
@@ -61,35 +68,28 @@ TEST_F(Wifi, UnreadableEncryptionFailsEveryMember) {
 }
 
 TEST_F(Wifi, GuestTimerReadsHoursThenMinutesAndRestartsOnMinutes) {
+  const std::string timer = R"({"X_Halvo_GuestAP":{"Timer":{)";
   test::write_file("/tmp/guest_wifi_bonus_remaining_time", "3725\n");
-  EXPECT_EQ(wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Minutes":9}}})"),
-            R"({"X_Halvo_GuestAP":{"Timer":{"Minutes":0}}})");
-  EXPECT_EQ(wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":0,"Minutes":0}}})"),
-            R"({"X_Halvo_GuestAP":{"Timer":{"Hours":1,"Minutes":2}}})");
+  EXPECT_EQ(wifi(timer + R"("Minutes":9}}})"), timer + R"("Minutes":0}}})");
+  EXPECT_EQ(wifi(timer + R"("Hours":0,"Minutes":0}}})"), timer + R"("Hours":1,"Minutes":2}}})");
   test::write_file("/tmp/guest_wifi_bonus_remaining_time", "59");
-  EXPECT_EQ(wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":5,"Minutes":5}}})"),
-            R"({"X_Halvo_GuestAP":{"Timer":{"Hours":0,"Minutes":0}}})");
-  wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":2,"Minutes":30}}})", true);
-  auto commands = runner_.commands();
+  EXPECT_EQ(wifi(timer + R"("Hours":5,"Minutes":5}}})"), timer + R"("Hours":0,"Minutes":0}}})");
+  wifi(timer + R"("Hours":2,"Minutes":30}}})", true);
+  const auto commands = runner_.commands();
   EXPECT_EQ(std::vector<std::string>(commands.end() - 4, commands.end()),
             (std::vector<std::string>{"/bin/removeGuestWifiBonus.sh remove_rule 3 24G",
                                       "/bin/removeGuestWifiBonus.sh remove_rule 3 5G",
-                                      "/bin/addGuestWifiBonus.sh 3 24G 2:30",
-                                      "/bin/addGuestWifiBonus.sh 3 5G 2:30"}));
-  wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":0,"Minutes":0}}})", true);
+                                      "/bin/addGuestWifiBonus.sh 3 24G 2:30", "/bin/addGuestWifiBonus.sh 3 5G 2:30"}));
+  wifi(timer + R"("Hours":0,"Minutes":0}}})", true);
   EXPECT_EQ(runner_.commands().back(), "/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
 }
 
 TEST_F(Wifi, SsidOnBothRadiosGetsTheSuffixAndMarks) {
   EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":"My Net $(id) `x`; 'q'"}}})", true),
             R"({"SSID":{"i1":{"SSID":"My Net $(id) `x`; 'q'"}}})");
-  EXPECT_EQ(iface(0, "ssid"), "My Net $(id) `x`; 'q'");
-  EXPECT_EQ(iface(4, "ssid"), "My Net $(id) `x`; 'q'.speed");
-  EXPECT_EQ(test::read_file("/tmp/wifi24G_Apply"), "ath0\n");
-  EXPECT_EQ(test::read_file("/tmp/wifi5G_Apply"), "ath10\n");
-  EXPECT_EQ(test::read_file("/tmp/wifi5G_macfilter_Apply"), "ath10\n");
-  EXPECT_EQ(option("wps.wps.conf"), "1");
-  EXPECT_EQ(option("wps5G.wps.conf"), "1");
+  EXPECT_EQ(iface(0, {"ssid"}) + " / " + iface(4, {"ssid"}), "My Net $(id) `x`; 'q' / My Net $(id) `x`; 'q'.speed");
+  EXPECT_EQ(files({"/tmp/wifi24G_Apply", "/tmp/wifi5G_Apply", "/tmp/wifi5G_macfilter_Apply"}), "ath0\nath10\nath10\n");
+  EXPECT_EQ(options({"wps.wps.conf", "wps5G.wps.conf"}), "1 | 1");
   // Nothing reached a shell but the WPS watcher stop of entering "WiFi".
   for (const std::string& command : runner_.commands()) EXPECT_NE(command.find("wps_conf"), std::string::npos);
 }
@@ -98,62 +98,55 @@ TEST_F(Wifi, KeyWriteSwitchesToWpa2OnTheChosenRadioAndAGuestKeyIsTakenWhole) {
   ASSERT_EQ(cfg_set("wireless.@wifi-iface[4].encryption", "NONE"), 0);
   wifi(R"({"AccessPoint":{"i1":{"Security":{"CheckFreqBand":"5G","ModeEnabled":"WPA2-Personal","PreShareKey":"\"k3y\""}}}})",
        true);
-  EXPECT_EQ(iface(4, "encryption"), "WPA2PSK");
-  EXPECT_EQ(iface(4, "auth"), "WPA2PSK");
-  EXPECT_EQ(iface(4, "WPAPSKkey"), "k3y");
-  EXPECT_EQ(iface(0, "WPAPSKkey"), "homegateway24");
+  EXPECT_EQ(iface(4, {"encryption", "auth", "WPAPSKkey"}), "WPA2PSK | WPA2PSK | k3y");
+  EXPECT_EQ(iface(0, {"WPAPSKkey"}), "homegateway24");
   EXPECT_EQ(pending_set_band(), "");
   wifi(R"({"AccessPoint":{"i1":{"Security":{"ModeEnabled":"none"}}}})", true);
-  EXPECT_EQ(iface(0, "encryption"), "NONE");
-  EXPECT_EQ(iface(4, "auth"), "NONE");
+  EXPECT_EQ(iface(0, {"encryption"}) + " / " + iface(4, {"auth"}), "NONE / NONE");
   wifi(R"({"X_Halvo_GuestAP":{"PreShareKey":"\"quoted\" key"}})", true);
-  EXPECT_EQ(iface(3, "WPAPSKkey"), "\"quoted\" key");
-  EXPECT_EQ(iface(7, "WPAPSKkey"), "\"quoted\" key");
+  EXPECT_EQ(iface(3, {"WPAPSKkey"}) + " / " + iface(7, {"WPAPSKkey"}), "\"quoted\" key / \"quoted\" key");
 }
 
 TEST_F(Wifi, GuestEnableWakesAnOffRadio) {
   ASSERT_EQ(cfg_set("wireless.@wifi-device[1].disabled", "1"), 0);
   wifi(R"({"X_Halvo_GuestAP":{"Enable":1}})", true);
-  EXPECT_EQ(option("wireless.@wifi-device[1].disabled"), "0");
-  EXPECT_EQ(iface(3, "disabled"), "0");
-  EXPECT_EQ(iface(7, "enable_guest_wlan"), "1");
+  EXPECT_EQ(option("wireless.@wifi-device[1].disabled") + " / " + iface(3, {"disabled"}) + " / " +
+                iface(7, {"enable_guest_wlan"}),
+            "0 / 0 / 1");
   EXPECT_EQ(test::read_file("/tmp/wifi5G_Apply"), "ath10\n");
   wifi(R"({"X_Halvo_GuestAP":{"Enable":0}})", true);
-  EXPECT_EQ(iface(3, "disabled"), "1");
+  EXPECT_EQ(iface(3, {"disabled"}), "1");
   EXPECT_EQ(runner_.commands().back(), "/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
 }
 
 TEST_F(Wifi, RefusedValues) {
-  EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":""}}})", true), "<-21>");
-  EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":"\"\""}}})", true), "<-21>");
-  EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":")" + std::string(128, 's') + R"("}}})", true), "<-21>");
-  EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":")" + std::string(122, 's') + R"("}}})", true), "<-21>");
-  EXPECT_EQ(iface(0, "ssid"), "HomeGateway-2.4G");
+  for (const std::string& ssid : {std::string(), std::string("\\\"\\\""), std::string(128, 's'), std::string(122, 's')})
+    EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":")" + ssid + R"("}}})", true), "<-21>") << ssid;
+  EXPECT_EQ(iface(0, {"ssid"}), "HomeGateway-2.4G");
   wifi(R"({"SSID":{"i1":{"CheckFreqBand":"24G","SSID":")" + std::string(127, 's') + R"("}}})", true);
-  EXPECT_EQ(iface(0, "ssid"), std::string(127, 's'));
   EXPECT_EQ(wifi(R"({"SSID":{"i1":{"CheckFreqBand":"24G","SSID":""}}})"),
             R"({"SSID":{"i1":{"CheckFreqBand":"24G","SSID":")" + std::string(127, 's') + R"("}}})");
 }
 
 TEST_F(Wifi, ConfigPasswordIsStoredWholeAndApplied) {
-  const std::string security = R"({"ConfigPassword":"ne\"w pass"})";
-  EXPECT_EQ(walk("LANConfigSecurity", security, true), security);
+  const auto security = [](const std::string& password, bool set) {
+    return test::below({"LANConfigSecurity"}, R"({"ConfigPassword":")" + password + R"("})", set);
+  };
+  EXPECT_EQ(security("ne\\\"w pass", true), R"({"ConfigPassword":"ne\"w pass"})");
   EXPECT_EQ(option("system.main.pwd"), "ne\"w pass");
   EXPECT_EQ(runner_.commands().back(), "/sbin/uci_apply 'system'");
-  EXPECT_EQ(walk("LANConfigSecurity", R"({"ConfigPassword":""})", false), R"({"ConfigPassword":"ne\"w pass"})");
-  EXPECT_EQ(walk("LANConfigSecurity", R"({"ConfigPassword":")" + std::string(32, 'p') + R"("})", true), "<-21>");
+  EXPECT_EQ(security("", false), R"({"ConfigPassword":"ne\"w pass"})");
+  EXPECT_EQ(security(std::string(32, 'p'), true), "<-21>");
   test::write_file("/etc/config/system", "config system 'main'\n");
-  EXPECT_EQ(walk("LANConfigSecurity", R"({"ConfigPassword":""})", false), "<-13>");
+  EXPECT_EQ(security("", false), "<-13>");
 }
 
 TEST_F(Wifi, WpsStartsAndReportsByMarkerPrecedence) {
   EXPECT_EQ(wps_status(), "0");
   EXPECT_EQ(wps_start("2"), 0);
-  EXPECT_EQ(runner_.commands(), (std::vector<std::string>{"rm /tmp/pemo_agent_wps",
-                                                            "/bin/halvo_WPS_ctrl WPS5G_GUI",
-                                                            "touch /tmp/pemo_agent_wps"}));
   EXPECT_EQ(wps_start("7"), 0);
-  EXPECT_EQ(runner_.commands().size(), 3u);
+  EXPECT_EQ(runner_.commands(), (std::vector<std::string>{"rm /tmp/pemo_agent_wps", "/bin/halvo_WPS_ctrl WPS5G_GUI",
+                                                            "touch /tmp/pemo_agent_wps"}));
   // Later markers win: started 1, success 2, overlap 3, time-out 4.
   for (const auto& [marker, status] : {std::pair{"pemo_agent_wps", "1"}, std::pair{"wps_success", "2"},
                                        std::pair{"pbc_overlap", "3"}, std::pair{"wps_timeout", "4"}}) {
