@@ -8,17 +8,19 @@ namespace {
 
 class Actions : public test::HandlerTest {
  protected:
-  static std::string device(const std::string& object, bool set = false) { return test::device(object, set); }
+  static std::string ext(const std::string& members, bool set = false) {
+    return test::below({"X_Halvo_Ext"}, "{" + members + "}", set);
+  }
 };
 
 TEST_F(Actions, ReadOnlyWriteOnlyAndPlaceholderNodes) {
-  EXPECT_EQ(device(R"({"WiFi":{"Radio":{"i1":{"Enable":0}}}})", true), "<-22>");
-  EXPECT_EQ(device(R"({"Hosts":{"Host":{"i1":{"Active":0}}}})", true), "<-22>");
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"EndDevCtrl_Blocking":{"HostMAC":""}}})"), "<-27>");
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"L2DevCtrl_Reboot":{"HostMAC":"\"\""}}})", true), "<-21>");
-  EXPECT_EQ(device(R"({"PPP":{"Interface":{"i1":{"Enable":0,"Username":""}}}})"),
+  EXPECT_EQ(test::device(R"({"WiFi":{"Radio":{"i1":{"Enable":0}}}})", true), "<-22>");
+  EXPECT_EQ(test::device(R"({"Hosts":{"Host":{"i1":{"Active":0}}}})", true), "<-22>");
+  EXPECT_EQ(ext(R"("EndDevCtrl_Blocking":{"HostMAC":""})"), "<-27>");
+  EXPECT_EQ(ext(R"("L2DevCtrl_Reboot":{"HostMAC":"\"\""})", true), "<-21>");
+  EXPECT_EQ(test::device(R"({"PPP":{"Interface":{"i1":{"Enable":0,"Username":""}}}})"),
             R"({"PPP":{"Interface":{"i1":{"Enable":18,"Username":"18"}}}})");
-  EXPECT_EQ(device(R"({"Hosts":{"Host":{"i1":{"Active":0}}}})"), R"({"Hosts":{"Host":{"i1":{"Active":1}}}})");
+  EXPECT_EQ(test::device(R"({"Hosts":{"Host":{"i1":{"Active":0}}}})"), R"({"Hosts":{"Host":{"i1":{"Active":1}}}})");
   for (const std::string& command : runner_.commands())  // only the WPS watcher stop of "WiFi"
     EXPECT_NE(command.find("wps_conf"), std::string::npos) << command;
 }
@@ -27,67 +29,57 @@ TEST_F(Actions, ReadOnlyWriteOnlyAndPlaceholderNodes) {
 // UCI-backed one (always 0); after OperatingFrequencyBand, the action one.
 TEST_F(Actions, RadioChannelLeaves) {
   test::write_file("/tmp/wifi_channel", "ch_24G=1\nch_24G=11 x\nch_5G=149\nnoise\n");
-  EXPECT_EQ(device(R"({"WiFi":{"Radio":{"i1":{"Channel":5}}}})"), R"({"WiFi":{"Radio":{"i1":{"Channel":0}}}})");
-  EXPECT_EQ(device(R"({"WiFi":{"Radio":{"i2":{"OperatingFrequencyBand":"","Channel":0},)"
-                   R"("i1":{"OperatingFrequencyBand":"","Channel":0}}}})"),
+  EXPECT_EQ(test::device(R"({"WiFi":{"Radio":{"i1":{"Channel":5}}}})"), R"({"WiFi":{"Radio":{"i1":{"Channel":0}}}})");
+  EXPECT_EQ(test::device(R"({"WiFi":{"Radio":{"i2":{"OperatingFrequencyBand":"","Channel":0},)"
+                         R"("i1":{"OperatingFrequencyBand":"","Channel":0}}}})"),
             R"({"WiFi":{"Radio":{"i2":{"OperatingFrequencyBand":"5GHz","Channel":149},)"
             R"("i1":{"OperatingFrequencyBand":"2.4GHz","Channel":11}}}})");
 }
 
 TEST_F(Actions, RebootAndResetUnlessFlashing) {
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"Reboot":0}})", true), R"({"X_Halvo_Ext":{"Reboot":16}})");
-  EXPECT_TRUE(runner_.commands().empty());
-  device(R"({"X_Halvo_Ext":{"Reboot":1,"FactoryReset":1}})", true);
-  EXPECT_EQ(runner_.commands(), (std::vector<std::string>{"reboot", "romreset 1"}));
+  EXPECT_EQ(ext(R"("Reboot":5,"FactoryReset":5)"), R"({"Reboot":0,"FactoryReset":0})");
+  ext(R"("Reboot":0)", true);
   fw_flashing = true;
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"Reboot":1,"FactoryReset":1}})", true).front(), '{');
+  ext(R"("Reboot":1,"FactoryReset":1)", true);
   fw_flashing = false;
-  EXPECT_EQ(runner_.commands().size(), 2u);
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"Reboot":5,"FactoryReset":5}})"), R"({"X_Halvo_Ext":{"Reboot":0,"FactoryReset":0}})");
+  EXPECT_TRUE(runner_.commands().empty());
+  ext(R"("Reboot":1,"FactoryReset":1)", true);
+  EXPECT_EQ(runner_.commands(), (std::vector<std::string>{"reboot", "romreset 1"}));
 }
 
 TEST_F(Actions, ExtenderCommandsNeedAKnownExtender) {
   test::write_file("/tmp/1905ReturnValue", "00\n");
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"L2DevCtrl_WiFiOff":{"HostMAC":"02:10:18:cc:dd:01"}}})", true).front(), '{');
+  EXPECT_EQ(ext(R"("L2DevCtrl_WiFiOff":{"HostMAC":"02:10:18:cc:dd:01"})", true).front(), '{');
   EXPECT_EQ(runner_.commands(),
             std::vector<std::string>{"/usr/sbin/hv1905App 3 '02:10:18:cc:dd:01' 00:00:00:00:00:00 0x01ff 2"});
   // A host MAC, or text that is no MAC at all, runs nothing.
-  for (const char* mac : {"a4:5e:60:11:22:33", "x'; reboot; '", "$(reboot)"}) {
-    EXPECT_EQ(device(std::string(R"({"X_Halvo_Ext":{"L2DevCtrl_Reboot":{"HostMAC":")") + mac + R"("}}})", true),
-              "<-26>") << mac;
-  }
+  for (const char* mac : {"a4:5e:60:11:22:33", "x'; reboot; '", "$(reboot)"})
+    EXPECT_EQ(ext(R"("L2DevCtrl_Reboot":{"HostMAC":")" + std::string(mac) + R"("})", true), "<-26>") << mac;
   EXPECT_EQ(runner_.commands().size(), 1u);
   test::write_file("/tmp/1905ReturnValue", "01\n");
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"L2DevCtrl_Firstboot":{"HostMAC":"02:10:18:cc:dd:01"}}})", true), "<-26>");
-}
-
-TEST_F(Actions, AutoConfigSwitchOnSuccessAndByTimeSlots) {
-  test::write_file("/tmp/1905ReturnValue", "result 00\n");
-  device(R"({"X_Halvo_Ext":{"WiFiAutoCfg":{"ControlOption":0}}})", true);
-  EXPECT_EQ(runner_.commands().back(), "/usr/sbin/hv1905App 4 1 '0' '0'");
-  EXPECT_EQ(option("wireless.@wifi-iface[4].AP_autoconfig"), "0");
-  test::write_file("/tmp/auto_cfg", "1\n");
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"WiFiAutoCfg":{"ControlOption":0}}})"),
-            R"({"X_Halvo_Ext":{"WiFiAutoCfg":{"ControlOption":1}}})");
-  const std::size_t before = runner_.count();
-  device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"DeviceMode":1,"ControlOption":2,"Time":30}}})", true);
-  device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"Time":5}}})", true);
-  EXPECT_EQ(runner_.commands(before),
-            (std::vector<std::string>{"/usr/sbin/hv1905App 15 '1' '2' '2' '30'", "/usr/sbin/hv1905App 15 '5'"}));
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"WiFiAutoCfgByTime":{"Time":1234}}})", true), "<-21>");
-}
-
-TEST_F(Actions, ToolThatNeverAnswersIsGivenUp) {
-  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(ext(R"("L2DevCtrl_Firstboot":{"HostMAC":"02:10:18:cc:dd:01"})", true), "<-26>");
+  // A tool that never answers is given up.
+  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(dev_Ctrl(kExtenderReboot, "02:10:18:cc:dd:01", std::chrono::milliseconds(300)), -26);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
-TEST_F(Actions, WifiSettingFlag) {
+TEST_F(Actions, AutoConfigSwitchAndTimeSlotsAndTheSettingFlag) {
+  test::write_file("/tmp/1905ReturnValue", "result 00\n");
+  ext(R"("WiFiAutoCfg":{"ControlOption":0})", true);
+  EXPECT_EQ(option("wireless.@wifi-iface[4].AP_autoconfig"), "0");
+  test::write_file("/tmp/auto_cfg", "1\n");
+  EXPECT_EQ(ext(R"("WiFiAutoCfg":{"ControlOption":0})"), R"({"WiFiAutoCfg":{"ControlOption":1}})");
+  const std::size_t before = runner_.count();
+  ext(R"("WiFiAutoCfgByTime":{"DeviceMode":1,"ControlOption":2,"Time":30})", true);
+  ext(R"("WiFiAutoCfgByTime":{"Time":5})", true);
+  EXPECT_EQ(runner_.commands(before),
+            (std::vector<std::string>{"/usr/sbin/hv1905App 15 '1' '2' '2' '30'", "/usr/sbin/hv1905App 15 '5'"}));
+  EXPECT_EQ(ext(R"("WiFiAutoCfgByTime":{"Time":1234})", true), "<-21>");
   test::write_file("/etc/pemo-agent/wifi_setting_flag", "");
-  device(R"({"X_Halvo_Ext":{"WiFiAutoCfg":{"WIFIConfigFlag":0}}})", true);
+  ext(R"("WiFiAutoCfg":{"WIFIConfigFlag":0})", true);
   EXPECT_FALSE(test::file_exists("/etc/pemo-agent/wifi_setting_flag"));
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"WiFiAutoCfg":{"WIFIConfigFlag":2}}})", true), "<-26>");
+  EXPECT_EQ(ext(R"("WiFiAutoCfg":{"WIFIConfigFlag":2})", true), "<-26>");
 }
 
 }  // namespace

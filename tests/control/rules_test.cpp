@@ -91,38 +91,38 @@ TEST_F(Rules, UnblockingMarksEveryRuleOfTheMacOnly) {
 }
 
 TEST_F(Rules, ApprovalListDatabaseAndSwitch) {
-  const std::string approve = R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"MACAddress":"02:10:18:cc:ee:01","Option":1}}}})";
-  EXPECT_EQ(walk(approve, true).front(), '{');
-  EXPECT_EQ(test::read_file("/etc/pemo-agent/Approvelist"), "02:10:18:cc:ee:01 1\n");
-  EXPECT_EQ(test::sql(kProbeDbPath, "SELECT Authorized FROM DevFunc WHERE ALMac='02:10:18:cc:ee:01';")[0][0], "1");
-  walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"MACAddress":"aa:bb:cc:dd:ee:02","Option":0}}}})", true);
-  walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"MACAddress":"02:10:18:cc:ee:01","Option":0}}}})", true);
+  const auto approve = [](const char* list, const std::string& member) {
+    return walk(std::string(R"({"X_Halvo_Ext":{")") + list + R"(":{"i1":{)" + member + "}}}}", true);
+  };
+  EXPECT_EQ(approve("WiFiAutoCfgApproveData", R"("MACAddress":"02:10:18:cc:ee:01","Option":1)").front(), '{');
+  approve("WiFiAutoCfgApproveData", R"("MACAddress":"aa:bb:cc:dd:ee:02","Option":0)");
+  EXPECT_EQ(cell("SELECT Authorized FROM DevFunc WHERE ALMac='02:10:18:cc:ee:01';"), "1");
+  approve("WiFiAutoCfgApproveData", R"("MACAddress":"02:10:18:cc:ee:01","Option":0)");
   EXPECT_EQ(test::read_file("/etc/pemo-agent/Approvelist"), "02:10:18:cc:ee:01 0\naa:bb:cc:dd:ee:02 0\n");
-  walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"MACAddress":"02:10:18:cc:ee:01","Option":2}}}})", true);
+  approve("WiFiAutoCfgApproveData", R"("MACAddress":"02:10:18:cc:ee:01","Option":2)");
   EXPECT_EQ(test::read_file("/etc/pemo-agent/Approvelist"), "aa:bb:cc:dd:ee:02 0\n");
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"Option":5}}}})", true),
-            R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"Option":5}}}})");
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{"MACAddress":"a\nb"}}}})", true), "<-21>");
-  walk(R"({"X_Halvo_Ext":{"NewDeviceCheckedList":{"i1":{"MACAddress":"02:10:18:cc:dd:01","Option":1}}}})", true);
+  EXPECT_EQ(approve("WiFiAutoCfgApproveData", R"("MACAddress":"a\nb")"), "<-21>");
+  approve("NewDeviceCheckedList", R"("MACAddress":"02:10:18:cc:dd:01","Option":1)");
   EXPECT_EQ(test::read_file("/etc/pemo-agent/NewDeviceCheckedlist"), "02:10:18:cc:dd:01 1\n");
-  EXPECT_EQ(test::sql(kProbeDbPath, "SELECT NewDeviceChecked FROM DevFunc WHERE ALMac='02:10:18:cc:dd:01';")[0][0], "1");
-  test::write_file("/tmp/1905ReturnValue", "0\n");
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":1}}})", true).front(), '{');
+  EXPECT_EQ(cell("SELECT NewDeviceChecked FROM DevFunc WHERE ALMac='02:10:18:cc:dd:01';"), "1");
+  // The switch: the tool's answer is the first line of its result file, an empty
+  // line converting to 0 as a decimal read does; no line at all fails.
+  const auto enable = [](int value, bool set = true) {
+    return walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":)" + std::to_string(value) + "}}}", set);
+  };
+  for (const auto& [answer, reply] : {std::pair{"0\n", "{"}, std::pair{"\n", "{"}, std::pair{"", "<-26>"}}) {
+    test::write_file("/tmp/1905ReturnValue", answer);
+    EXPECT_EQ(enable(1).substr(0, std::string_view(reply).size()), reply) << answer;
+  }
   EXPECT_TRUE(ran("hv1905App 16 1"));
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":0}}})", false),
-            R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":1}}})");
-  // An empty first line converts to 0 like the design's decimal read; no line at all fails.
-  test::write_file("/tmp/1905ReturnValue", "\n");
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":1}}})", true).front(), '{');
-  test::write_file("/tmp/1905ReturnValue", "");
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":1}}})", true), "<-26>");
+  EXPECT_EQ(enable(0, false), R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":1}}})");
   test::write_file("/tmp/1905ReturnValue", "1\n");
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":0}}})", true), "<-26>");
+  EXPECT_EQ(enable(0), "<-26>");
   EXPECT_EQ(option("wireless.wifi.ApproveFlag"), "0");
   unlink("/etc/pemo-agent/Approvelist");
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":2}}})", true), "<-18>");
+  EXPECT_EQ(enable(2), "<-18>");
   test::write_file("/etc/pemo-agent/Approvelist", "x 1\n");
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApprove":{"Enable":2}}})", true).front(), '{');
+  EXPECT_EQ(enable(2).front(), '{');
   EXPECT_FALSE(test::file_exists("/etc/pemo-agent/Approvelist"));
 }
 
