@@ -92,17 +92,6 @@ TEST_F(Discovery, UnreadableSystemPackageReportsNoModeAndNoLogin) {
   }
 }
 
-TEST_F(Discovery, AutoConfigurationFollowsTheRouterRows) {
-  // Any router row with auto-configuration turns it on; the last is the gateway's own.
-  test::sql(kProbeDbPath, "DELETE FROM DevFunc WHERE ALMac='02:10:18:aa:bb:00';"
-                          "INSERT INTO DevFunc (ALMac, AutoConfigFunc, Devicemode) VALUES "
-                          "('aa:aa:aa:aa:aa:01','0','Router'),('02:10:18:aa:bb:00','2','Router');");
-  std::string mac = "NULL";
-  EXPECT_EQ(gateway_almac_get(mac), 1);
-  EXPECT_EQ(mac, "02:10:18:aa:bb:00");
-  EXPECT_NE(discover().find(R"("GatewayAPautoconfigEnable":1)"), std::string::npos);
-}
-
 TEST_F(Discovery, RefusedRequests) {
   EXPECT_EQ(discover("{"), "<-2>");
   EXPECT_EQ(discover("[]"), "<-2>");

@@ -140,27 +140,27 @@ TEST_F(Firmware, ExtenderListHoldsExtendersWithNewFirmware) {
   check({{fw + R"("NewFWUpgradeSuccess":5}}})", fw + R"("NewFWUpgradeSuccess":1}}})"}});
 }
 
+// The command waits for its MAC; the limit is on the command as composed (127
+// characters), not on its quoted form: a 98-character locator fits exactly, one
+// more is refused with -21 and forgotten, so the next command runs.
 TEST_F(Firmware, ExtenderUpgradeCommandForms) {
   const auto last = [this] { return runner_.commands().back(); };
   const std::string cfg = R"({"X_Halvo_Ext":{"L2DevCtrl_FWCfg":)";
+  const auto upgrade = [&](const std::string& url, const char* mac) {
+    return test::device(cfg + R"({"AdditionalOption":2,"AdditionalURL":")" + url + R"(","HostMAC":")" + mac +
+                            R"(","ControlOption":1}}})", kSet);
+  };
   test::device(cfg + R"({"HostMAC":"02:10:18:cc:dd:01","ControlOption":1}}})", kSet);
   EXPECT_EQ(last(), "/usr/sbin/hv1905App 9 '02:10:18:cc:dd:01' '1' 0 NULL");
-  test::device(cfg + R"({"AdditionalOption":2,"AdditionalURL":"http://x/y.bin","HostMAC":"m1","ControlOption":1}}})", kSet);
-  EXPECT_EQ(last(), "/usr/sbin/hv1905App 9 'm1' '1' '2' 'http://x/y.bin'");
   const auto before = runner_.count();
   test::device(R"({"X_Halvo_Ext":{"L2DevCtrl_AutoCfg":{"ControlOption":1}}})", kSet);
   EXPECT_EQ(runner_.count(), before) << "the MAC has not come yet";
   test::device(R"({"X_Halvo_Ext":{"L2DevCtrl_AutoCfg":{"HostMAC":"m2; reboot"}}})", kSet);
   EXPECT_EQ(last(), "/usr/sbin/hv1905App 7 'm2; reboot' '1'");
-  // The limit is on the command as composed (127 characters), not on its quoted
-  // form: a 98-character locator fits exactly, one more is refused with -21 and
-  // forgotten, so the next command runs.
   const std::string url(98, 'u');
-  const std::string fits = cfg + R"({"AdditionalOption":2,"AdditionalURL":")" + url + R"(","HostMAC":"m3","ControlOption":1}}})";
-  test::device(fits, kSet);
+  upgrade(url, "m3");
   EXPECT_EQ(last(), "/usr/sbin/hv1905App 9 'm3' '1' '2' '" + url + "'");
-  const std::string over = cfg + R"({"AdditionalOption":2,"AdditionalURL":")" + url + R"(u","HostMAC":"m3","ControlOption":1}}})";
-  check({{over, "<-21>", kSet}});
+  EXPECT_EQ(upgrade(url + "u", "m3"), "<-21>");
   EXPECT_EQ(last(), "/usr/sbin/hv1905App 9 'm3' '1' '2' '" + url + "'");
   test::device(cfg + R"({"HostMAC":"m4","ControlOption":1}}})", kSet);
   EXPECT_EQ(last(), "/usr/sbin/hv1905App 9 'm4' '1' 0 NULL");
