@@ -159,24 +159,6 @@ TEST_F(Session, UnusablePasswordsAnswerMinus20WithTheRequestTypeAndOneCharacterI
   EXPECT_EQ(peer.reply("7"), R"(1/6: { "Device": { "WiFi": { "RadioNumberOfEntries": 2 } } })");
 }
 
-TEST_F(Session, ManyConnectionsKeepTheirRecords) {
-  constexpr int kPeers = 24;
-  {
-    std::vector<std::unique_ptr<Peer>> peers;
-    for (int k = 0; k < kPeers; ++k) peers.push_back(std::make_unique<Peer>());
-    for (auto& peer : peers) peer->request(kTypeParamGet, R"({"Device":{}})");
-    for (auto& peer : peers) EXPECT_EQ(peer->reply(), R"(1/6: { "Device": { } })");
-    EXPECT_EQ(connection_record_count(), static_cast<std::size_t>(kPeers));
-    EXPECT_EQ(active_connections.load(), kPeers);
-  }
-  // Only the first of them ran the WAN probes.
-  int pings = 0;
-  for (const std::string& command : recorder_.commands()) pings += command.rfind("ping ", 0) == 0;
-  EXPECT_EQ(pings, 1);
-  EXPECT_EQ(connection_record_count(), 0u);
-  EXPECT_EQ(active_connections.load(), 0);
-}
-
 TEST_F(Session, WifiSetAnswersBracesAndCloses) {
   Peer peer;
   peer.request(kTypeParamSet, R"({"Device":{"Hosts":{}}})");

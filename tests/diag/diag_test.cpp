@@ -75,17 +75,6 @@ TEST_F(Diagnostics, TracerouteCutAtItsBoundIsNotComplete) {
             "<-26>");
 }
 
-TEST_F(Diagnostics, RoutingTablePerConnection) {
-  runner_.answer("route", ShellResult{0, false,
-                                        "Kernel IP routing table\nDestination Gateway Genmask Flags Metric Ref Use Iface\n"
-                                        "default 100.64.0.1 0.0.0.0 UG 0 0 0 eth4\n"
-                                        "192.168.1.0 * 255.255.255.0 U 0 0 0 br-lan\n"});
-  EXPECT_EQ(device(R"({"X_Halvo_Ext":{"Router":{"IPv4ForwardingNumberOfEntries":0,"IPv4Forwarding":{)"
-                   R"("i2":{"GatewayIPAddress":"x","X_Halvo_Interface":""},"i3":{"DestIPAddress":""}}}}})"),
-            R"({"X_Halvo_Ext":{"Router":{"IPv4ForwardingNumberOfEntries":2,"IPv4Forwarding":{)"
-            R"("i2":{"GatewayIPAddress":"","X_Halvo_Interface":"br-lan"},"i3":{"DestIPAddress":""}}}}})");
-}
-
 TEST_F(Diagnostics, WanStatusAndRates) {
   const std::string wan = R"({"X_Halvo_Ext":{"DeviceInfo":{"WanInfo":{"WanStatus":"","Wan_IPAddress":"","Wan_Mac":"",)"
                           R"("Wan_PhyRate":0,"Wan_RX_Rate":0,"Wan_TX_Rate":0}}}})";

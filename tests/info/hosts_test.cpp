@@ -165,15 +165,5 @@ TEST_F(Hosts, ReadsAndChangesWaitOutAShortLockAndFailPastTheBusyTimeOut) {
   EXPECT_EQ(cell("SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';"), "short-wait");
 }
 
-TEST(CpuUsage, AverageSinceBootFromOneReading) {
-  std::string text = "kept";
-  for (const char* line : {"cpu 1 2 3", "", "intr 1 2 3 4", "cpu x"}) cpu_usage_from(line, text);
-  EXPECT_EQ(text, "kept");
-  cpu_usage_from("cpu  4705 356 584 3699 1 2 3", text);
-  EXPECT_EQ(text, "60");
-  cpu_usage_from("cpu 0 0 0 0", text);
-  EXPECT_EQ(text, "0");
-}
-
 }  // namespace
 }  // namespace pemo

@@ -31,23 +31,6 @@ class Misc : public test::HandlerTest {
   }
 };
 
-// The first locator of the list, its leading quote dropped, is written for each
-// of the tool's eight runs; results read as zeros until a result line exists.
-TEST_F(Misc, SpeedTestFromUrlToSpeeds) {
-  ext(R"("SpeedTestInfo":{"URL":"\"\""})", true);
-  EXPECT_FALSE(test::file_exists("/tmp/SpeedTestURL"));
-  ext(R"("SpeedTestInfo":{"URL":"\"http://a.example/st,http://b.example"})", true);
-  std::string lines;
-  for (int k = 0; k < 8; ++k) lines += "http://a.example/st\n";
-  EXPECT_EQ(test::read_file("/tmp/SpeedTestURL"), lines);
-  ext(R"("SpeedTestInfo":{"ActionType":"Sideways"})", true);
-  EXPECT_TRUE(runner_.commands().empty());
-  const std::string results = R"("SpeedTestInfo":{"End":7,"DownloadSpeed":"","UploadSpeed":""})";
-  EXPECT_EQ(ext(results), R"({"SpeedTestInfo":{"End":1,"DownloadSpeed":"0.00","UploadSpeed":"0.00"}})");
-  test::write_file("/tmp/SpeedTestInfo", "93.5,11.25,0\n");
-  EXPECT_EQ(ext(results), R"({"SpeedTestInfo":{"End":0,"DownloadSpeed":"93.50","UploadSpeed":"11.25"}})");
-}
-
 // Stopping signals exactly the process the check found running: the pid file is
 // then a FIFO that names the server to its first reader and a bystander to any
 // later one, as a file rewritten between the check and the kill would.

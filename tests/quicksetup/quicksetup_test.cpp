@@ -25,18 +25,6 @@ TEST_F(QuickSetup, ConnectionStatusValues) {
   EXPECT_EQ(commands.back(), "/sbin/uci_apply 'web-redirect'");
 }
 
-TEST_F(QuickSetup, WanTypeReadsDhcpWithoutAddressAsPppoe) {
-  EXPECT_EQ(tovi(R"({"WanType":""})"), R"({"WanType":"pppoe"})");
-  EXPECT_EQ(runner_.commands().back(), "ifconfig 'eth4' | grep \"inet addr:\" > /tmp/wanType");
-  test::write_file("/tmp/wanType", "          inet addr:100.64.1.2\n");
-  EXPECT_EQ(tovi(R"({"WanType":""})"), R"({"WanType":"dhcp"})");
-  EXPECT_FALSE(test::file_exists("/tmp/wanType"));
-  ASSERT_EQ(cfg_set("network.wan.proto", "static"), 0);
-  EXPECT_EQ(tovi(R"({"WanType":""})"), R"({"WanType":"static"})");
-  test::write_file("/etc/config/network", "config interface 'wan'\n");
-  EXPECT_EQ(tovi(R"({"WanType":""})"), "<-13>");
-}
-
 TEST_F(QuickSetup, StaticPptpAndDhcpSettings) {
   tovi(R"({"Wan":{"Static":{"StaticIP":"100.64.9.9","Netmask":"255.255.255.0","Dns":"8.8.8.8,1.1.1.1"}}})", true);
   EXPECT_EQ(option("network.wan.proto"), "static");

@@ -97,15 +97,5 @@ TEST_F(Requests, AppliesRunAboutOneSecondAfterTheSet) {
   EXPECT_NE(network.find("option config_section 'wan'"), std::string::npos);
 }
 
-TEST(FeatureList, RefusesAMissingOrBrokenFile) {
-  PEMO_REQUIRE_SANDBOX();
-  EXPECT_EQ(sys_query_response_init("/tmp/none.json"), -1);
-  test::write_file("/tmp/noversion.json", R"({"Device":{"X_Halvo_Ext":{"AppInfo":{}}}})");
-  EXPECT_EQ(sys_query_response_init("/tmp/noversion.json"), -1);
-  test::write_file("/tmp/number.json", R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"AppVersion":2.5}}}})");
-  ASSERT_EQ(sys_query_response_init("/tmp/number.json"), 0);
-  EXPECT_DOUBLE_EQ(app_version(), 2.5);
-}
-
 }  // namespace
 }  // namespace pemo

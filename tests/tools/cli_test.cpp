@@ -33,17 +33,6 @@ TEST(CliPaths, BuildOneDocumentInTheOrderGivenTypedByTheTree) {
   EXPECT_NE(built({"Device.IP.Diagnostics.TraceRoute."}).find(R"("RouteHops":{"i1":{"Host":"")"), std::string::npos);
 }
 
-TEST(CliPaths, BandGoesFirstWhereTheTreeHasIt) {
-  EXPECT_EQ(built({"Device.WiFi.SSID.1.SSID", "Device.WiFi.AccessPoint.1.Security.PreShareKey",
-                   "Device.WiFi.RadioNumberOfEntries"},
-                  false, "5G"),
-            R"({"Device":{"WiFi":{"SSID":{"i1":{"CheckFreqBand":"5G","SSID":""}},)"
-            R"("AccessPoint":{"i1":{"Security":{"CheckFreqBand":"5G","PreShareKey":""}}},"RadioNumberOfEntries":0}}})");
-  // One the request names already stays where it is, with its value.
-  EXPECT_EQ(built({"Device.WiFi.SSID.1.SSID", "Device.WiFi.SSID.1.CheckFreqBand=24G"}, false, "5G"),
-            R"({"Device":{"WiFi":{"SSID":{"i1":{"SSID":"","CheckFreqBand":"24G"}}}}})");
-}
-
 TEST(CliPaths, WhatTheTreeDoesNotTakeIsRefusedLocally) {
   for (const auto& [words, set, why] : std::vector<std::tuple<std::vector<std::string>, bool, std::string>>{
            {{"Device.WiFi.Nope"}, false, "no Device.WiFi.Nope in the agent's tree (below Device.WiFi: SSID, "},
@@ -55,14 +44,6 @@ TEST(CliPaths, WhatTheTreeDoesNotTakeIsRefusedLocally) {
     const std::string result = built(words, set);
     EXPECT_EQ(result.rfind("error: " + why, 0), 0u) << words[0] << " gave " << result;
   }
-}
-
-TEST(CliDocuments, ErrorsNameTheirPlaceAndNothingIsKept) {
-  JsonPtr document;
-  std::string error;
-  EXPECT_FALSE(parse_document("{\n  \"Device\": {\n    \"WiFi\": {,}\n", document, error));
-  EXPECT_EQ(error.rfind("line 3, column 14: ", 0), 0u) << error;
-  EXPECT_EQ(document, nullptr);
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // Wi-Fi reads and writes against the seeded `wireless` package.
-#include "control/wps.h"
 #include "support/handler.h"
 #include "wifi/memory.h"
 #include "wifi/wifi.h"
@@ -67,23 +66,6 @@ TEST_F(Wifi, UnreadableEncryptionFailsEveryMember) {
   EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":""}}})"), R"({"SSID":{"i1":{"SSID":"from-file"}}})");
 }
 
-TEST_F(Wifi, GuestTimerReadsHoursThenMinutesAndRestartsOnMinutes) {
-  const std::string timer = R"({"X_Halvo_GuestAP":{"Timer":{)";
-  test::write_file("/tmp/guest_wifi_bonus_remaining_time", "3725\n");
-  EXPECT_EQ(wifi(timer + R"("Minutes":9}}})"), timer + R"("Minutes":0}}})");
-  EXPECT_EQ(wifi(timer + R"("Hours":0,"Minutes":0}}})"), timer + R"("Hours":1,"Minutes":2}}})");
-  test::write_file("/tmp/guest_wifi_bonus_remaining_time", "59");
-  EXPECT_EQ(wifi(timer + R"("Hours":5,"Minutes":5}}})"), timer + R"("Hours":0,"Minutes":0}}})");
-  wifi(timer + R"("Hours":2,"Minutes":30}}})", true);
-  const auto commands = runner_.commands();
-  EXPECT_EQ(std::vector<std::string>(commands.end() - 4, commands.end()),
-            (std::vector<std::string>{"/bin/removeGuestWifiBonus.sh remove_rule 3 24G",
-                                      "/bin/removeGuestWifiBonus.sh remove_rule 3 5G",
-                                      "/bin/addGuestWifiBonus.sh 3 24G 2:30", "/bin/addGuestWifiBonus.sh 3 5G 2:30"}));
-  wifi(timer + R"("Hours":0,"Minutes":0}}})", true);
-  EXPECT_EQ(runner_.commands().back(), "/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
-}
-
 TEST_F(Wifi, SsidOnBothRadiosGetsTheSuffixAndMarks) {
   EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":"My Net $(id) `x`; 'q'"}}})", true),
             R"({"SSID":{"i1":{"SSID":"My Net $(id) `x`; 'q'"}}})");
@@ -107,18 +89,6 @@ TEST_F(Wifi, KeyWriteSwitchesToWpa2OnTheChosenRadioAndAGuestKeyIsTakenWhole) {
   EXPECT_EQ(iface(3, {"WPAPSKkey"}) + " / " + iface(7, {"WPAPSKkey"}), "\"quoted\" key / \"quoted\" key");
 }
 
-TEST_F(Wifi, GuestEnableWakesAnOffRadio) {
-  ASSERT_EQ(cfg_set("wireless.@wifi-device[1].disabled", "1"), 0);
-  wifi(R"({"X_Halvo_GuestAP":{"Enable":1}})", true);
-  EXPECT_EQ(option("wireless.@wifi-device[1].disabled") + " / " + iface(3, {"disabled"}) + " / " +
-                iface(7, {"enable_guest_wlan"}),
-            "0 / 0 / 1");
-  EXPECT_EQ(test::read_file("/tmp/wifi5G_Apply"), "ath10\n");
-  wifi(R"({"X_Halvo_GuestAP":{"Enable":0}})", true);
-  EXPECT_EQ(iface(3, {"disabled"}), "1");
-  EXPECT_EQ(runner_.commands().back(), "/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
-}
-
 TEST_F(Wifi, RefusedValues) {
   for (const std::string& ssid : {std::string(), std::string("\\\"\\\""), std::string(128, 's'), std::string(122, 's')})
     EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":")" + ssid + R"("}}})", true), "<-21>") << ssid;
@@ -139,20 +109,6 @@ TEST_F(Wifi, ConfigPasswordIsStoredWholeAndApplied) {
   EXPECT_EQ(security(std::string(32, 'p'), true), "<-21>");
   test::write_file("/etc/config/system", "config system 'main'\n");
   EXPECT_EQ(security("", false), "<-13>");
-}
-
-TEST_F(Wifi, WpsStartsAndReportsByMarkerPrecedence) {
-  EXPECT_EQ(wps_status(), "0");
-  EXPECT_EQ(wps_start("2"), 0);
-  EXPECT_EQ(wps_start("7"), 0);
-  EXPECT_EQ(runner_.commands(), (std::vector<std::string>{"rm /tmp/pemo_agent_wps", "/bin/halvo_WPS_ctrl WPS5G_GUI",
-                                                            "touch /tmp/pemo_agent_wps"}));
-  // Later markers win: started 1, success 2, overlap 3, time-out 4.
-  for (const auto& [marker, status] : {std::pair{"pemo_agent_wps", "1"}, std::pair{"wps_success", "2"},
-                                       std::pair{"pbc_overlap", "3"}, std::pair{"wps_timeout", "4"}}) {
-    test::write_file(std::string("/tmp/") + marker, "");
-    EXPECT_EQ(wps_status(), status) << marker;
-  }
 }
 
 }  // namespace
