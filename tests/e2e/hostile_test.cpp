@@ -1,12 +1,11 @@
 // A handful of hostile values at every text leaf, set in the simulated gateway where
 // commands really run through the shell (request/hostile_test.cpp sends them all
-// in-process): none may run a command of the sender's, add options, rows or tables,
-// or stop the agent answering.
+// in-process, where the options a set adds are checked too): none may run a command
+// of the sender's, add rows or tables, or stop the agent answering.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdio>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -67,20 +66,13 @@ class Hostile : public testing::Test {
     if (still < 8) ADD_FAILURE() << "the gateway kept calling tools for a minute";
   }
 
-  std::set<std::string> options() const {
-    return test::option_names([this](const std::string& path) { return gateway_.read(path); });
-  }
-
   test::SimGateway gateway_;
   int requests_ = 0;
 };
 
-TEST_F(Hostile, ValuesAtEveryTextLeafRunNothingAndAddNothingEndToEnd) {
+TEST_F(Hostile, ValuesAtEveryTextLeafRunNothingEndToEnd) {
   const std::vector<std::string> schema = gateway_.sql("SELECT type, name, sql FROM sqlite_master ORDER BY name;");
   const std::vector<std::string> rows = gateway_.sql("SELECT count(*) FROM Device;");
-  sweep({"benign"});  // options a set may add with any value
-  wait_quiet();
-  const std::set<std::string> benign_options = options();
   // The ways out of a quoted word: a single quote, a line break, and a double
   // quote with both kinds of expansion. A sanitized agent takes the first only.
   std::vector<std::string> values = {"'; touch /tmp/pwned; '\ntouch /tmp/pwned",
@@ -90,8 +82,6 @@ TEST_F(Hostile, ValuesAtEveryTextLeafRunNothingAndAddNothingEndToEnd) {
   wait_quiet();
 
   EXPECT_FALSE(test::file_exists(gateway_.path(test::kCanary))) << "a hostile value ran a command";
-  for (const std::string& option : options())
-    EXPECT_EQ(benign_options.count(option), 1u) << "an option appeared: " << option;
   EXPECT_EQ(gateway_.sql("SELECT type, name, sql FROM sqlite_master ORDER BY name;"), schema);
   EXPECT_EQ(gateway_.sql("SELECT count(*) FROM Device;"), rows);
   EXPECT_EQ(gateway_.get(R"({"Device":{"WiFi":{"RadioNumberOfEntries":0}}})"),

@@ -107,23 +107,6 @@ TEST_F(Hosts, ExtraInfoKeysCountOnlyWithTheirOwnType) {
   }
 }
 
-TEST_F(Hosts, ExtenderAndWirelessValues) {
-  test::sql(kProbeDbPath,
-            "UPDATE DevFunc SET PwrState_24G='Off', PwrState_5G='On' WHERE ALMac='02:10:18:cc:dd:01';"
-            "UPDATE DevFunc SET PwrState_24G=NULL, PwrState_5G='On' WHERE ALMac='02:10:18:cc:ee:01';"
-            "UPDATE Device SET Rssi=NULL WHERE HostName='alices-phone';");
-  EXPECT_EQ(host(2, R"("X_Halvo_WiFiStatus":9,"X_Halvo_L2Device_ControllableMask":0,"X_Halvo_DeviceMode":"",)"
-                    R"("X_Halvo_WIFI_Auto_Cfg_Approve":7,"X_Halvo_RSSI":5)"),
-            R"(7 {"X_Halvo_WiFiStatus":0,"X_Halvo_L2Device_ControllableMask":511,"X_Halvo_DeviceMode":"AP",)"
-            R"("X_Halvo_WIFI_Auto_Cfg_Approve":1,"X_Halvo_RSSI":0})");
-  // A wired host: extender values are 0, and wireless values keep the node's
-  // text on entry (none), which an integer member reads as 0.
-  EXPECT_EQ(host(4, R"("X_Halvo_L2Device_ControllableMask":3,"X_Halvo_WiFiLinkRate_5G":3,"X_Halvo_RSSI":3)"),
-            R"(7 {"X_Halvo_L2Device_ControllableMask":0,"X_Halvo_WiFiLinkRate_5G":0,"X_Halvo_RSSI":0})");
-  EXPECT_EQ(host(5, R"("X_Halvo_RSSI":3,"X_Halvo_Conn_Guest":3,"SignalStrength":3)"),
-            R"(7 {"X_Halvo_RSSI":0,"X_Halvo_Conn_Guest":0,"SignalStrength":-61})");
-}
-
 TEST_F(Hosts, RenamesAndRetypesWriteTheDatabaseExactlyOrNotAtAll) {
   EXPECT_EQ(renamed("Kitchen\\\"TV"), R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"Kitchen\"TV"}})");
   EXPECT_EQ(cell("SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';"), "Kitchen");

@@ -29,43 +29,37 @@ class Cfg : public testing::Test {
   static int uci(const std::string& arguments) {
     return shell_run(std::string(PEMO_UCI_PATH) + " " + arguments);
   }
+  // A read's status and what it left in the buffer: "0 5927", "-13 ".
+  static std::string get(const std::string& path, std::size_t capacity = kTextCapacity) {
+    std::string buffer = path;
+    const int status = cfg_get(buffer, capacity);
+    return std::to_string(status) + " " + buffer;
+  }
 };
 
 TEST_F(Cfg, GetTellsMissingPackageFromMissingOption) {
-  const std::tuple<std::string, int, std::string> cases[] = {
-      {"system.main.pwd", 0, "5927"},
-      {"nosuch.main.pwd", kCfgPackageNotFound, ""},
-      {"system.main.nosuch", kCfgNotFound, ""},
-      {"system.main", 0, "system.main"},  // names no option: left as it was
-      {"system/x.main.pwd", kCfgPackageNotFound, ""},
-  };
-  for (const auto& [path, status, value] : cases) {
-    std::string buffer = path;
-    EXPECT_EQ(cfg_get(buffer), status) << path;
-    EXPECT_EQ(buffer, value) << path;
-  }
+  EXPECT_EQ(get("system.main.pwd"), "0 5927");
+  EXPECT_EQ(get("nosuch.main.pwd"), std::to_string(kCfgPackageNotFound) + " ");
+  EXPECT_EQ(get("system/x.main.pwd"), std::to_string(kCfgPackageNotFound) + " ");
+  EXPECT_EQ(get("system.main.nosuch"), std::to_string(kCfgNotFound) + " ");
+  EXPECT_EQ(get("system.main"), "0 system.main");  // names no option: left as it was
 }
 
 TEST_F(Cfg, EmptyValueAndValuesThatDoNotFit) {
   // As the platform's library: setting nothing deletes; a list of one empty item
   // is how a file holds an empty value.
   ASSERT_EQ(cfg_set("system.main.hostname", ""), 0);
-  std::string buffer = "system.main.hostname";
-  EXPECT_EQ(cfg_get(buffer), kCfgNotFound);
+  EXPECT_EQ(get("system.main.hostname"), std::to_string(kCfgNotFound) + " ");
   write_file("/etc/config/system", read_file("/etc/config/system") + "\tlist note ''\n");
-  buffer = "system.main.note";
-  EXPECT_EQ(cfg_get(buffer), 0);
-  EXPECT_EQ(buffer, "");
-
+  EXPECT_EQ(get("system.main.note"), "0 ");
+  std::string buffer;
   ASSERT_EQ(cfg_set("system.main.pwd", std::string(31, 'k')), 0);
   EXPECT_EQ(get_device_pwd(buffer), 0);
   EXPECT_EQ(buffer, std::string(31, 'k'));
   ASSERT_EQ(cfg_set("system.main.pwd", std::string(32, 'k')), 0);
   EXPECT_EQ(get_device_pwd(buffer), kCfgTooLong);
   EXPECT_EQ(buffer, "");
-  buffer = "system.main.pwd";
-  EXPECT_EQ(cfg_get(buffer, 128), 0);
-  EXPECT_EQ(buffer.size(), 32u);
+  EXPECT_EQ(get("system.main.pwd", 128), "0 " + std::string(32, 'k'));
 }
 
 // A commit that cannot write the new package file fails the set; the old file stays.
@@ -106,13 +100,10 @@ TEST_F(Cfg, CommitsBesideThePlatformToolLoseNothing) {
   for (const auto& [who, count] : {std::pair{"a", sets}, std::pair{"t", kEach}}) {
     for (int k = 1; k <= count; ++k) {
       const std::string name = "system.main." + std::string(who) + std::to_string(k);
-      std::string buffer = name;
-      EXPECT_EQ(cfg_get(buffer), 0) << name;
-      EXPECT_EQ(buffer, std::to_string(k));
+      EXPECT_EQ(get(name), "0 " + std::to_string(k));
       EXPECT_NE(shown.find(name + "='" + std::to_string(k) + "'\n"), std::string::npos) << name;
     }
-  }
-}
+  }}
 
 TEST_F(Cfg, ApplyRunsThePlatformCommandForAnExistingPackage) {
   test::RecordingRunner recorder;
@@ -128,34 +119,24 @@ TEST_F(Cfg, ApplyRunsThePlatformCommandForAnExistingPackage) {
 }
 
 TEST_F(Cfg, EveryReadSeesWhatAnotherProcessWrote) {
-  std::string buffer = "system.main.hostname";
-  ASSERT_EQ(cfg_get(buffer), 0);
-  EXPECT_EQ(buffer, "HomeGate");
+  EXPECT_EQ(get("system.main.hostname"), "0 HomeGate");
   // Rewritten in place by another process, same size and within the same
   // timestamp tick: nothing about the file tells it apart but its bytes.
-  const std::string text = test::read_file("/etc/config/system");
-  std::string changed = text;
-  changed.replace(changed.find("HomeGate"), 8, "HomeGa7e");
-  ASSERT_EQ(changed.size(), text.size());
+  std::string text = test::read_file("/etc/config/system");
+  text.replace(text.find("HomeGate"), 8, "HomeGa7e");
   struct stat before {};
   ASSERT_EQ(stat("/etc/config/system", &before), 0);
-  test::write_file("/etc/config/system", changed);  // truncated and rewritten: same inode
+  test::write_file("/etc/config/system", text);  // truncated and rewritten: same inode
   const timespec times[2] = {before.st_atim, before.st_mtim};
   ASSERT_EQ(utimensat(AT_FDCWD, "/etc/config/system", times, 0), 0);
-  buffer = "system.main.hostname";
-  ASSERT_EQ(cfg_get(buffer), 0);
-  EXPECT_EQ(buffer, "HomeGa7e");
+  EXPECT_EQ(get("system.main.hostname"), "0 HomeGa7e");
   // Staged by the command-line tool, then reverted by it.
-  for (const auto& [command, seen] : {std::pair{"set system.main.hostname=Staged", "Staged"},
-                                      std::pair{"revert system", "HomeGa7e"}}) {
-    ASSERT_EQ(uci(command), 0);
-    buffer = "system.main.hostname";
-    ASSERT_EQ(cfg_get(buffer), 0);
-    EXPECT_EQ(buffer, seen) << command;
-  }
+  ASSERT_EQ(uci("set system.main.hostname=Staged"), 0);
+  EXPECT_EQ(get("system.main.hostname"), "0 Staged");
+  ASSERT_EQ(uci("revert system"), 0);
+  EXPECT_EQ(get("system.main.hostname"), "0 HomeGa7e");
   unlink("/etc/config/system");
-  buffer = "system.main.hostname";
-  EXPECT_EQ(cfg_get(buffer), kCfgPackageNotFound);
+  EXPECT_EQ(get("system.main.hostname"), std::to_string(kCfgPackageNotFound) + " ");
 }
 
 }  // namespace
