@@ -1,8 +1,6 @@
 #include "support/gateway.h"
 
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -27,40 +25,23 @@ std::vector<pid_t> children(pid_t parent) {
   return found;
 }
 
-// Starts a program (words[0] is its path) with standard output and error appended
-// to `log_path`. Its process id, or -1.
-pid_t spawn_logged(std::vector<std::string> words, const std::string& log_path) {
-  std::vector<char*> argv;
-  for (std::string& w : words) argv.push_back(w.data());
-  argv.push_back(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    int log = open(log_path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-    if (log >= 0) {
-      dup2(log, 1);
-      dup2(log, 2);
-    }
-    execv(argv[0], argv.data());
-    _exit(127);
-  }
-  return pid;
-}
-
 }  // namespace
 
 SimGateway::~SimGateway() { stop(); }
 
 bool SimGateway::start(const std::vector<std::string>& agent_arguments, bool fast_sleeps) {
-  std::vector<std::string> words{"/bin/sh", PEMO_SOURCE_DIR "/sim/gateway.sh", "--root", PEMO_SIM_ROOT, "--mnt",
-                                 PEMO_SIM_MNT};
-  if (fast_sleeps) words.emplace_back("--fast-sleeps");
-  words.emplace_back("--");
-  words.insert(words.end(), agent_arguments.begin(), agent_arguments.end());
-  launcher_pid_ = spawn_logged(std::move(words), "/tmp/gateway.log");
-  if (launcher_pid_ < 0) return false;
+  std::string command = "exec /bin/sh " PEMO_SOURCE_DIR "/sim/gateway.sh --root " PEMO_SIM_ROOT " --mnt " PEMO_SIM_MNT;
+  if (fast_sleeps) command += " --fast-sleeps";
+  command += " --";
+  for (const std::string& word : agent_arguments) command += " " + shell_quote(word);
+  // The launcher's id is the background job's, which exec keeps.
+  const ShellResult launched =
+      posix_runner().execute({"(" + command + ") >>/tmp/gateway.log 2>&1 & echo $!", true, 64, 10s});
+  launcher_pid_ = std::atoi(launched.output.c_str());
+  if (launcher_pid_ <= 0) return false;
   const auto deadline = std::chrono::steady_clock::now() + 10s;
   while (std::chrono::steady_clock::now() < deadline) {
-    if (waitpid(launcher_pid_, nullptr, WNOHANG) == launcher_pid_) {
+    if (kill(launcher_pid_, 0) != 0) {
       launcher_pid_ = -1;
       return false;
     }
@@ -81,7 +62,6 @@ bool SimGateway::start(const std::vector<std::string>& agent_arguments, bool fas
 void SimGateway::stop() {
   if (launcher_pid_ > 0) {
     kill(launcher_pid_, SIGKILL);  // the launcher takes the whole gateway with it
-    waitpid(launcher_pid_, nullptr, 0);
     // Its first process dies asynchronously; wait until its file system is gone.
     const auto deadline = std::chrono::steady_clock::now() + 5s;
     while (init_pid_ > 0 && file_exists(path("/")) && std::chrono::steady_clock::now() < deadline)
