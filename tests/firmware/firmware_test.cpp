@@ -133,9 +133,7 @@ TEST_F(Firmware, ExtenderListHoldsExtendersWithNewFirmware) {
           R"("i2":{"ModelName":"","NewFWUpgradeVersion":"","NewFWUpgradeState":0},"i3":{"ModelName":""}}}})"},
          {fw + R"("NewFWUpgradeState":0}}})", fw + R"("NewFWUpgradeState":3}}})"},
          // Success is the MAC on the last line of the tool's report only.
-         {fw + R"("NewFWUpgradeSuccess":5}}})", fw + R"("NewFWUpgradeSuccess":0}}})"},
-         {R"({"X_Halvo_Ext":{"WiFiconfigValue":{"HostMAC":"3c:22:fb:44:55:66","RSSI":0}}})",
-          R"({"X_Halvo_Ext":{"WiFiconfigValue":{"HostMAC":"3c:22:fb:44:55:66","RSSI":-61}}})"}});
+         {fw + R"("NewFWUpgradeSuccess":5}}})", fw + R"("NewFWUpgradeSuccess":0}}})"}});
   test::write_file("/tmp/hv1905_FWupgrade", "aa:aa:aa:aa:aa:aa ok\n02:10:18:cc:ee:01 ok\n");
   check({{fw + R"("NewFWUpgradeSuccess":5}}})", fw + R"("NewFWUpgradeSuccess":1}}})"}});
 }

@@ -58,17 +58,6 @@ TEST_F(Hosts, ValuesBeforeAnySnapshotAndNullCellsAreDefaults) {
             R"("X_Halvo_ConnectionType":"","X_Halvo_RSSI":0,"X_Halvo_Channel_5G":0})");
 }
 
-TEST_F(Hosts, CellsByPositionWithTheirRules) {
-  // An extender is named by its AL MAC and typed 5; its DevFunc AppVersion 1.5 is
-  // above the gateway's 1.2, its channel comes from DevFunc, its version from ExtraInfo.
-  EXPECT_EQ(host(2, R"("PhysAddress":"","X_Halvo_CapabilityType":"","X_Halvo_HostType":0)"),
-            R"(7 {"PhysAddress":"02:10:18:cc:dd:01","X_Halvo_CapabilityType":"L2Device","X_Halvo_HostType":5})");
-  EXPECT_EQ(host(3, R"("X_Halvo_CapabilityType":"","X_Halvo_Channel_24G":0,"X_Halvo_SoftwareVersion":"")"),
-            R"(7 {"X_Halvo_CapabilityType":"Client","X_Halvo_Channel_24G":6,"X_Halvo_SoftwareVersion":"1.0.12"})");
-  EXPECT_EQ(host(6, R"("X_Halvo_Channel_5G":0,"X_Halvo_Channel_24G":7,"X_Halvo_SoftwareVersion":"")"),
-            R"(7 {"X_Halvo_Channel_5G":44,"X_Halvo_Channel_24G":0,"X_Halvo_SoftwareVersion":"N\/A"})");
-}
-
 // ExtraInfo is written by the probe daemon, not by us: each key counts only with
 // the JSON type it is named with, and any other value (a null among them), or text
 // that is no JSON object, reads as the key being absent.

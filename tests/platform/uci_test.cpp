@@ -52,7 +52,6 @@ TEST(UciParse, MalformedTextIsRefusedWithItsLine) {
     ParseError error;
     EXPECT_EQ(parse_package(c.text, "p", p, error), kErrParse) << c.text;
     EXPECT_EQ(error.line, c.line) << c.text;
-    EXPECT_FALSE(error.message.empty());
   }
 }
 

@@ -16,30 +16,13 @@ namespace {
 const char* const kPackages[] = {"system", "wireless", "network", "parental",
                                  "firewall", "wps", "wps5G", "web-redirect"};
 
-enum class Breakage { kUnparsable, kUnreadable, kTooLarge, kMissing };
-
-void break_package(const std::string& name, Breakage how) {
-  const std::string path = "/etc/config/" + name;
-  unlink(path.c_str());
-  switch (how) {
-    case Breakage::kUnparsable:
-      test::write_file(path, "config main 'main'\n\toption pwd 'unterminated\n");
-      break;
-    case Breakage::kUnreadable:  // opens, but every read fails
-      ASSERT_EQ(mkdir(path.c_str(), 0755), 0);
-      break;
-    case Breakage::kTooLarge:
-      test::write_file(path, "config main 'main'\n" + std::string(std::size_t{2} << 20, '#') + "\n");
-      break;
-    case Breakage::kMissing:
-      break;
-  }
-}
-
-void restore(const std::string& name) {
-  rmdir(("/etc/config/" + name).c_str());
-  test::seed_gateway_config();
-}
+// The ways a package file can be broken, each by what it leaves at the path.
+const std::pair<const char*, std::string> kBreakages[] = {
+    {"unparsable", "config main 'main'\n\toption pwd 'unterminated\n"},
+    {"unreadable", ""},  // a directory: it opens, but every read fails
+    {"too large", "config main 'main'\n" + std::string(std::size_t{2} << 20, '#') + "\n"},
+    {"missing", ""},
+};
 
 using BrokenConfig = test::HandlerTest;
 
@@ -58,20 +41,24 @@ TEST_F(BrokenConfig, NoLeafAnswersThePathItAskedFor) {
   ASSERT_GT(leaves.size(), 180u);
   for (const char* package : kPackages) {
     const std::string path_text = std::string(package) + ".";
-    for (Breakage how : {Breakage::kUnparsable, Breakage::kUnreadable, Breakage::kTooLarge, Breakage::kMissing}) {
-      break_package(package, how);
+    for (const auto& [how, text] : kBreakages) {
+      const std::string file = "/etc/config/" + std::string(package);
+      unlink(file.c_str());
+      if (!text.empty()) test::write_file(file, text);
+      ASSERT_TRUE(how != std::string_view("unreadable") || mkdir(file.c_str(), 0755) == 0);
       for (const auto& [request, healthy] : leaves) {
         const test::Walk broken = test::walk(request);
         if (broken.result < 0 || healthy.find(path_text) != std::string::npos) continue;
         EXPECT_EQ(broken.reply.find(path_text), std::string::npos)
-            << package << " broken (" << static_cast<int>(how) << "): " << request << " -> " << broken.reply;
+            << package << " " << how << ": " << request << " -> " << broken.reply;
       }
       std::string buffer = path_text + "main.pwd";
       EXPECT_LT(cfg_get(buffer), 0) << package;
       EXPECT_EQ(buffer, "");
       EXPECT_EQ(cfg_set(path_text + "main.pwd", "x"), kCfgPackageNotFound) << package;
       EXPECT_EQ(cfg_apply(package), kCfgPackageNotFound) << package;
-      restore(package);
+      rmdir(file.c_str());
+      test::seed_gateway_config();
     }
   }
 }

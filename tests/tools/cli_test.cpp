@@ -19,20 +19,6 @@ std::string built(std::vector<std::string> words, bool set = false, std::string_
   return json_object_to_json_string_ext(root.get(), JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
 }
 
-TEST(CliPaths, BuildOneDocumentInTheOrderGivenTypedByTheTree) {
-  EXPECT_EQ(built({"Device.WiFi.SSID.2.SSID", "Device.WiFi.RadioNumberOfEntries", "Device.WiFi.SSID.2.Enable"}),
-            R"({"Device":{"WiFi":{"SSID":{"i2":{"SSID":"","Enable":0}},"RadioNumberOfEntries":0}}})");
-  EXPECT_EQ(built({"Device.WiFi.SSID.1.SSID=a=b \"c\"/d", "Device.WiFi.Radio.12.Channel=-6"}, true),
-            R"({"Device":{"WiFi":{"SSID":{"i1":{"SSID":"a=b \"c\"/d"}},"Radio":{"i12":{"Channel":-6}}}}})");
-  EXPECT_EQ(built({"Device.IP.Diagnostics.TraceRoute.Host=9.9.9.9"}),
-            R"({"Device":{"IP":{"Diagnostics":{"TraceRoute":{"Host":"9.9.9.9"}}}}})");
-  // A subtree takes every readable leaf, instance tables as their first instance.
-  const std::string host = built({"Device.Hosts.Host.3."});
-  EXPECT_EQ(host.rfind(R"({"Device":{"Hosts":{"Host":{"i3":{"PhysAddress":"","HostName":"",)", 0), 0u) << host;
-  EXPECT_EQ(host.find("X_Halvo_AddPcpRule"), std::string::npos) << "a command is no value to read";
-  EXPECT_NE(built({"Device.IP.Diagnostics.TraceRoute."}).find(R"("RouteHops":{"i1":{"Host":"")"), std::string::npos);
-}
-
 TEST(CliPaths, WhatTheTreeDoesNotTakeIsRefusedLocally) {
   for (const auto& [words, set, why] : std::vector<std::tuple<std::vector<std::string>, bool, std::string>>{
            {{"Device.WiFi.Nope"}, false, "no Device.WiFi.Nope in the agent's tree (below Device.WiFi: SSID, "},

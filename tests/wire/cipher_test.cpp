@@ -14,12 +14,8 @@ namespace pemo {
 namespace {
 
 std::string hex(std::string_view bytes) {
-  static const char digits[] = "0123456789abcdef";
   std::string out;
-  for (unsigned char c : bytes) {
-    out += digits[c >> 4];
-    out += digits[c & 15];
-  }
+  for (const unsigned char c : bytes) out += {"0123456789abcdef"[c >> 4], "0123456789abcdef"[c & 15]};
   return out;
 }
 
