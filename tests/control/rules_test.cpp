@@ -69,20 +69,17 @@ TEST_F(Rules, UnblockingMarksEveryRuleOfTheMacOnly) {
 }
 
 TEST_F(Rules, ApprovalListDatabaseAndSwitch) {
-  const auto approve = [](const char* list, const std::string& member) {
-    return walk(std::string(R"({"X_Halvo_Ext":{")") + list + R"(":{"i1":{)" + member + "}}}}", true);
+  const auto approve = [](const std::string& member) {
+    return walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{)" + member + "}}}}", true);
   };
-  EXPECT_EQ(approve("WiFiAutoCfgApproveData", R"("MACAddress":"02:10:18:cc:ee:01","Option":1)").front(), '{');
-  approve("WiFiAutoCfgApproveData", R"("MACAddress":"aa:bb:cc:dd:ee:02","Option":0)");
+  EXPECT_EQ(approve(R"("MACAddress":"02:10:18:cc:ee:01","Option":1)").front(), '{');
+  approve(R"("MACAddress":"aa:bb:cc:dd:ee:02","Option":0)");
   EXPECT_EQ(cell("SELECT Authorized FROM DevFunc WHERE ALMac='02:10:18:cc:ee:01';"), "1");
-  approve("WiFiAutoCfgApproveData", R"("MACAddress":"02:10:18:cc:ee:01","Option":0)");
+  approve(R"("MACAddress":"02:10:18:cc:ee:01","Option":0)");
   EXPECT_EQ(test::read_file("/etc/pemo-agent/Approvelist"), "02:10:18:cc:ee:01 0\naa:bb:cc:dd:ee:02 0\n");
-  approve("WiFiAutoCfgApproveData", R"("MACAddress":"02:10:18:cc:ee:01","Option":2)");
+  approve(R"("MACAddress":"02:10:18:cc:ee:01","Option":2)");
   EXPECT_EQ(test::read_file("/etc/pemo-agent/Approvelist"), "aa:bb:cc:dd:ee:02 0\n");
-  EXPECT_EQ(approve("WiFiAutoCfgApproveData", R"("MACAddress":"a\nb")"), "<-21>");
-  approve("NewDeviceCheckedList", R"("MACAddress":"02:10:18:cc:dd:01","Option":1)");
-  EXPECT_EQ(test::read_file("/etc/pemo-agent/NewDeviceCheckedlist"), "02:10:18:cc:dd:01 1\n");
-  EXPECT_EQ(cell("SELECT NewDeviceChecked FROM DevFunc WHERE ALMac='02:10:18:cc:dd:01';"), "1");
+  EXPECT_EQ(approve(R"("MACAddress":"a\nb")"), "<-21>");
   // The switch: the tool's answer is the first line of its result file, an empty
   // line converting to 0 as a decimal read does; no line at all fails.
   const auto enable = [](int value, bool set = true) {

@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "contract/connection.h"
 #include "platform/cfg.h"
@@ -52,9 +53,9 @@ class HandlerTest : public testing::Test {
     return status == 0 ? value : "<" + std::to_string(status) + ">";
   }
   // Configuration values as option() gives them, joined by " | ".
-  static std::string options(std::initializer_list<std::string> paths) {
+  static std::string options(const std::vector<std::string>& paths) {
     std::string joined;
-    for (const std::string& path : paths) joined += (&path == paths.begin() ? "" : " | ") + option(path);
+    for (const std::string& path : paths) joined += (&path == &paths.front() ? "" : " | ") + option(path);
     return joined;
   }
   static std::string cell(const std::string& query) { return sql(kProbeDbPath, query).at(0).at(0); }

@@ -16,10 +16,9 @@ class Wifi : public test::HandlerTest {
   static std::string wifi(const std::string& object, bool set = false) { return test::below({"WiFi"}, object, set); }
   // Options of wifi-iface `position`, joined by " | ".
   static std::string iface(int position, std::initializer_list<const char*> names) {
-    std::string joined;
-    for (const char* name : names)
-      joined += (joined.empty() ? "" : " | ") + option("wireless.@wifi-iface[" + std::to_string(position) + "]." + name);
-    return joined;
+    std::vector<std::string> paths;
+    for (const char* name : names) paths.push_back("wireless.@wifi-iface[" + std::to_string(position) + "]." + name);
+    return options(paths);
   }
   static std::string files(std::initializer_list<const char*> paths) {
     std::string text;
