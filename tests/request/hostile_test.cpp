@@ -37,12 +37,13 @@ class HostileValues : public test::HandlerTest {
     return shapes;
   }
 
-  void sweep(std::size_t half);
+  void sweep(std::size_t part);  // every kParts-th value from `part` on
+  static constexpr std::size_t kParts = 4;
   std::vector<int> leaves_;
 };
 
-// The values in two halves, each its own test, so that sanitized builds run them side by side.
-void HostileValues::sweep(std::size_t half) {
+// The values in four parts, each its own test, so that no sanitized run is long.
+void HostileValues::sweep(std::size_t part) {
   const auto schema = test::sql(kProbeDbPath, "SELECT type, name, sql FROM sqlite_master ORDER BY name;");
   const auto rows = test::sql(kProbeDbPath, "SELECT count(*) FROM Device;");
   std::map<int, std::set<Shape>> benign;
@@ -53,7 +54,7 @@ void HostileValues::sweep(std::size_t half) {
 
   const std::vector<std::string> values = test::hostile_values();
   ASSERT_GE(values.size(), 60u);
-  for (std::size_t k = half; k < values.size(); k += 2)
+  for (std::size_t k = part; k < values.size(); k += kParts)
     for (int position : leaves_)
       for (const auto& [shape, command] : set(position, values[k]))
         EXPECT_EQ(benign[position].count(shape), 1u)
@@ -63,11 +64,13 @@ void HostileValues::sweep(std::size_t half) {
     EXPECT_EQ(benign_options.count(option), 1u) << "an option appeared: " << option;
   EXPECT_EQ(test::sql(kProbeDbPath, "SELECT type, name, sql FROM sqlite_master ORDER BY name;"), schema);
   EXPECT_EQ(test::sql(kProbeDbPath, "SELECT count(*) FROM Device;"), rows);
-  std::printf("hostile: %zu values at %zu text leaves\n", (values.size() - half + 1) / 2, leaves_.size());
+  std::printf("hostile: %zu values at %zu text leaves\n", (values.size() - part + kParts - 1) / kParts, leaves_.size());
 }
 
-TEST_F(HostileValues, FirstHalfNeverChangesACommandsShapeNorAddsToTheConfiguration) { sweep(0); }
-TEST_F(HostileValues, SecondHalfNeverChangesACommandsShapeNorAddsToTheConfiguration) { sweep(1); }
+TEST_F(HostileValues, FirstQuarterNeverChangesACommandsShapeNorAddsToTheConfiguration) { sweep(0); }
+TEST_F(HostileValues, SecondQuarterNeverChangesACommandsShapeNorAddsToTheConfiguration) { sweep(1); }
+TEST_F(HostileValues, ThirdQuarterNeverChangesACommandsShapeNorAddsToTheConfiguration) { sweep(2); }
+TEST_F(HostileValues, FourthQuarterNeverChangesACommandsShapeNorAddsToTheConfiguration) { sweep(3); }
 
 // The shape tells a quoted value from one that reaches the shell.
 TEST(ShellShape, QuotedWordsKeepTheShape) {
