@@ -30,7 +30,8 @@ std::vector<pid_t> children(pid_t parent) {
 SimGateway::~SimGateway() { stop(); }
 
 bool SimGateway::start(const std::vector<std::string>& agent_arguments, bool fast_sleeps) {
-  std::string command = "exec /bin/sh " PEMO_SOURCE_DIR "/sim/gateway.sh --root " PEMO_SIM_ROOT " --mnt " PEMO_SIM_MNT;
+  std::string command = "exec /bin/sh " + shell_quote(PEMO_SOURCE_DIR "/sim/gateway.sh") + " --root " +
+                        shell_quote(PEMO_SIM_ROOT) + " --mnt " + shell_quote(PEMO_SIM_MNT);
   if (fast_sleeps) command += " --fast-sleeps";
   command += " --";
   for (const std::string& word : agent_arguments) command += " " + shell_quote(word);
