@@ -109,7 +109,8 @@ TEST(WanWatcher, ProbesOnlyWhileConnectionsAreOpen) {
   EXPECT_EQ(recorder.count(), 0u) << "no probe while no connection is open";
   active_connections = 1;
   wan_first_connection();
-  EXPECT_EQ(wan_ping_ok.load() * 10000 + wan_port_speed.load(), 10000) << "ping answered, link off";
+  EXPECT_EQ(wan_ping_ok.load(), 1) << "the ping was answered";
+  EXPECT_EQ(wan_port_speed.load(), 0) << "the link is off";
   ASSERT_TRUE(clock.wait_for_sleepers(1));
   const std::size_t first = recorder.count();
   clock.advance(999ms);
