@@ -20,11 +20,6 @@ class Wifi : public test::HandlerTest {
     for (const char* name : names) paths.push_back("wireless.@wifi-iface[" + std::to_string(position) + "]." + name);
     return options(paths);
   }
-  static std::string files(std::initializer_list<const char*> paths) {
-    std::string text;
-    for (const char* path : paths) text += test::read_file(path);
-    return text;
-  }
 };
 
 TEST_F(Wifi, BandChosenByCheckFreqBandIsConsumedByTheNextMember) {
@@ -69,7 +64,9 @@ TEST_F(Wifi, SsidOnBothRadiosGetsTheSuffixAndMarks) {
   EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":"My Net $(id) `x`; 'q'"}}})", true),
             R"({"SSID":{"i1":{"SSID":"My Net $(id) `x`; 'q'"}}})");
   EXPECT_EQ(iface(0, {"ssid"}) + " / " + iface(4, {"ssid"}), "My Net $(id) `x`; 'q' / My Net $(id) `x`; 'q'.speed");
-  EXPECT_EQ(files({"/tmp/wifi24G_Apply", "/tmp/wifi5G_Apply", "/tmp/wifi5G_macfilter_Apply"}), "ath0\nath10\nath10\n");
+  EXPECT_EQ(test::read_file("/tmp/wifi24G_Apply") + test::read_file("/tmp/wifi5G_Apply") +
+                test::read_file("/tmp/wifi5G_macfilter_Apply"),
+            "ath0\nath10\nath10\n");
   EXPECT_EQ(options({"wps.wps.conf", "wps5G.wps.conf"}), "1 | 1");
   // Nothing reached a shell but the WPS watcher stop of entering "WiFi".
   for (const std::string& command : runner_.commands()) EXPECT_NE(command.find("wps_conf"), std::string::npos);
