@@ -24,7 +24,7 @@ inline constexpr std::size_t kNameCapacity = 64;
 inline constexpr std::string_view kUciApplyCommand = "/sbin/uci_apply";
 
 // Every result is 0 or negative. A package that cannot be loaded for any reason
-// (missing, unparsable, unreadable, too large) is -12, like a path whose package
+// (missing, unparsable, unreadable, out of memory) is -12, like a path whose package
 // part is no package name; a path whose section or option part is unusable is -13.
 
 // On entry `buffer` holds the path; on success it holds the option's value (list

@@ -15,6 +15,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <new>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -25,8 +26,6 @@
 namespace pemo::uci::files {
 namespace {
 
-// Configuration files are small; anything larger is refused rather than read whole.
-constexpr std::size_t kMaxFileSize = 1 << 20;
 // A writer that finds its package file replaced under it starts again; this
 // many replacements in a row is a writer gone wrong, not a race.
 constexpr int kMaxReopen = 100;
@@ -89,8 +88,11 @@ int lock_package(const std::string& path, int flags, bool exclusive, LockedFile&
   return kErrIo;
 }
 
+// Gives a kept file the new text from its first byte: the descriptor's own
+// position is wherever its last read or write left it.
 void rewrite(int fd, std::string_view text) {
-  if (ftruncate(fd, 0) == 0) static_cast<void>(write_all(fd, text));  // best effort: see PackageGuard
+  if (ftruncate(fd, 0) == 0 && lseek(fd, 0, SEEK_SET) == 0)
+    static_cast<void>(write_all(fd, text));  // best effort: see PackageGuard
 }
 
 // Whether another process has the file open. The platform's tool opens a
@@ -137,17 +139,23 @@ int LockedFile::open(const std::string& path, int flags, mode_t mode, bool exclu
   return kOk;
 }
 
-int read_all(int fd, std::string& out) {
+int read_all(int fd, std::string& out) try {
   out.clear();
+  // No size limit, as the platform's library has none: a file it reads is read
+  // here too, however long years of rules have made it.
+  struct stat st {};
+  if (fstat(fd, &st) == 0 && st.st_size > 0) out.reserve(static_cast<std::size_t>(st.st_size));
   std::array<char, 4096> chunk;
   for (;;) {
     const ssize_t n = read(fd, chunk.data(), chunk.size());
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return kErrIo;
     if (n == 0) return kOk;
-    if (out.size() + static_cast<std::size_t>(n) > kMaxFileSize) return kErrIo;
     out.append(chunk.data(), static_cast<std::size_t>(n));
   }
+} catch (const std::bad_alloc&) {
+  out.clear();
+  return kErrMem;  // the library's answer when memory runs out
 }
 
 bool write_all(int fd, std::string_view data) {

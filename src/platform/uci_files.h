@@ -23,7 +23,7 @@ struct LockedFile {
   int open(const std::string& path, int flags, mode_t mode, bool exclusive);
 };
 
-// Reads a whole file of at most 1 MiB: kOk or kErrIo.
+// Reads a whole file from the descriptor's position: kOk, kErrIo or kErrMem.
 int read_all(int fd, std::string& out);
 bool write_all(int fd, std::string_view data);
 // Reads a file under a shared lock. kErrNotFound when it is missing or no regular file.

@@ -212,7 +212,32 @@ TEST_F(UciStore, AFileOpenedBeforeManyCommitsHoldsTheNewestText) {
   const std::string text = read_file(held);
   kill(holder, SIGKILL);
   waitpid(holder, nullptr, 0);
+  // Whole, from its first byte: no hole of NUL bytes where the older text ended.
+  EXPECT_EQ(text, read_file(dirs_.config + "/wireless"));
   EXPECT_NE(text.find("option channel 'c8'"), std::string::npos) << text;
+}
+
+// Years of rules make packages and change files large; the platform's library
+// reads them at any size, and so must the agent, or it locks the app out.
+TEST_F(UciStore, EightMebibytePackagesAndChangeFilesAreReadAndCommitted) {
+  const std::string value(8000, 'v');
+  std::string text = "config wifi-device 'wifi0'\n\toption channel 'auto'\n";
+  for (int k = 0; k < 1050; ++k) text += "config pad 'p" + std::to_string(k) + "'\n\toption fill '" + value + "'\n";
+  write_file(dirs_.config + "/wireless", text);
+  std::string records;
+  for (int k = 0; records.size() < (8u << 20); ++k) records += "wireless.wifi0.channel='" + std::to_string(k) + value + "'\n";
+  mkdir(dirs_.save.c_str(), 0700);
+  write_file(dirs_.save + "/wireless", records);
+  const std::string last = records.substr(records.rfind("='") + 2, records.size() - records.rfind("='") - 4);
+  EXPECT_TRUE(get("wireless.wifi0.channel") == last);  // compared quietly: megabytes of text
+  EXPECT_TRUE(get("wireless.p1049.fill") == value);
+  ASSERT_EQ(commit(dirs_, "wireless"), kOk);
+  EXPECT_FALSE(staged());
+  Package file;
+  ParseError error;
+  ASSERT_EQ(parse_package(read_file(dirs_.config + "/wireless"), "wireless", file, error), kOk);
+  EXPECT_TRUE(value_of(file, "wireless.wifi0.channel") == last);
+  EXPECT_EQ(file.sections.size(), 1051u);
 }
 
 TEST_F(UciStore, PathsAndPackageNamesNeverLeaveTheDirectories) {
