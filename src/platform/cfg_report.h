@@ -8,7 +8,7 @@
 namespace pemo::cfg_report {
 
 // "can not find package name!" and -12: a package that cannot be used (missing,
-// unparsable, unreadable, too large, or a name that is no package) counts as not
+// unparsable, unreadable, out of memory, or a name that is no package) counts as not
 // found, so its text is never mistaken for a value.
 [[nodiscard]] int package_not_found();
 // "can not find sec/opt name!" and -13.
