@@ -4,7 +4,6 @@
 
 #include <json-c/json.h>
 
-#include <cstdlib>
 #include <string>
 
 #include "info/info.h"
@@ -18,21 +17,6 @@ namespace pemo {
 namespace {
 
 std::string rule(int n) { return "firewall.rule" + std::to_string(n); }
-
-// A number read from UCI: text that is not a number, or a failed read, gives 0.
-int read_number(const std::string& path, int* result = nullptr) {
-  std::string value = path;
-  int rc = cfg_get(value);
-  if (result != nullptr) *result = rc;
-  return rc < 0 ? 0 : std::atoi(value.c_str());
-}
-
-std::string read_text(const std::string& path, int* result = nullptr) {
-  std::string value = path;
-  int rc = cfg_get(value);
-  if (result != nullptr) *result = rc;
-  return rc < 0 ? "" : value;
-}
 
 void write_rule(int n, const std::string& quoted_mac, const char* protocol) {
   const std::string set = "uci set " + rule(n);
@@ -53,7 +37,10 @@ void write_rule(int n, const std::string& quoted_mac, const char* protocol) {
 }  // namespace
 
 int host_block(std::string_view mac) {
-  const int first = read_number("firewall.@firewall[0].NextRulePos");
+  // A package that cannot be read must not pass for a first rule of 0: the rules
+  // written there would replace other hosts' rules at the next commit.
+  int first = 0;
+  if (int rc = cfg_get_number("firewall.@firewall[0].NextRulePos", first); rc < 0) return rc;
   const std::string quoted = shell_quote(mac);
   write_rule(first, quoted, "TCP");
   write_rule(first + 1, quoted, "UDP");
@@ -65,9 +52,10 @@ int host_block(std::string_view mac) {
 }
 
 int host_unblock(std::string_view mac) {
-  const int count = read_number("firewall.@firewall[0].rules_count");
+  int count = 0;
+  if (int rc = cfg_get_number("firewall.@firewall[0].rules_count", count); rc < 0) return rc;
   for (int n = 1; n <= count; ++n) {
-    if (read_text(rule(n) + ".mac_address") == mac && read_text(rule(n) + ".name") == "app_service")
+    if (cfg_value(rule(n) + ".mac_address") == mac && cfg_value(rule(n) + ".name") == "app_service")
       static_cast<void>(cfg_set(rule(n) + ".delete", "1"));  // the apply below reports for all
   }
   std::string text;
@@ -81,11 +69,10 @@ int host_blocking_state(ParseContext& context) {
   std::string mac;
   if (int rc = host_snapshot_mac(mac, context); rc < 0) return rc;
   int rc = 0;
-  const int count = read_number("firewall.@firewall[0].rules_count", &rc);
+  const int count = leading_decimal(cfg_value("firewall.@firewall[0].rules_count", &rc));
   for (int n = 1; n <= count; ++n) {
     // Rules marked for deletion still count until the platform removes them.
-    if (read_text(rule(n) + ".name", &rc) == "app_service" &&
-        read_text(rule(n) + ".mac_address", &rc) == mac) {
+    if (cfg_value(rule(n) + ".name", &rc) == "app_service" && cfg_value(rule(n) + ".mac_address", &rc) == mac) {
       context.text = "Blocking";
       break;
     }

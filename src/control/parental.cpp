@@ -2,7 +2,6 @@
 // written with the uci command line and read back through cfg_get.
 #include "control/parental.h"
 
-#include <cstdlib>
 #include <string>
 
 #include "info/info.h"
@@ -17,12 +16,6 @@ namespace {
 constexpr std::size_t kMaxCommand = 127;
 
 std::string rule(int n) { return "parental.rule" + std::to_string(n); }
-
-int read_number(const char* path) {
-  std::string value = path;
-  if (cfg_get(value) < 0) return 0;
-  return std::atoi(value.c_str());
-}
 
 void rule_defaults(int n, const std::string& mac) {
   const std::string r = rule(n);
@@ -61,12 +54,16 @@ const char* option_of(std::string_view member) {
 }  // namespace
 
 int parental_rule_add(std::string_view, ParseContext& context) {
-  const int count = read_number("parental.general.count");
+  // An unreadable package is no count of 0: rule1 would be written over.
+  int count = 0;
+  if (int rc = cfg_get_number("parental.general.count", count); rc < 0) return rc;
   std::string mac;
   if (int rc = host_snapshot_mac(mac, context); rc < 0) return rc;
-  std::string name = rule(count) + ".name";
+  int named = 0;
+  static_cast<void>(cfg_value(rule(count) + ".name", &named));
+  if (named == kCfgPackageNotFound) return named;
   // A rule that went missing at the end of the list is written again in place.
-  const int n = cfg_get(name) < 0 && count >= 1 ? count : count + 1;
+  const int n = named < 0 && count >= 1 ? count : count + 1;
   rule_defaults(n, mac);
   return cfg_set("parental.general.count", std::to_string(n));
 }
@@ -78,8 +75,8 @@ int parental_rule_value_set(std::string_view name, std::string_view value, Parse
   std::string command;
   int rc = 0;
   if (name == "Enable") {
-    std::string master = "parental.general.enable";
-    rc = cfg_get(master);
+    const std::string master = cfg_value("parental.general.enable", &rc);
+    if (rc < 0 && rc != kCfgNotFound) return rc;  // unknown master switch: change nothing
     if (master == "1" || value == "0") {
       command = "uci set " + r + ".enable=" + shell_quote(value);
     } else if (value == "1") {

@@ -32,6 +32,14 @@ inline constexpr std::string_view kUciApplyCommand = "/sbin/uci_apply";
 // buffer as it is and returns 0. On every failure the buffer is emptied. Result: 0,
 // -12, -13 or -16 (value of `capacity` bytes or more).
 [[nodiscard]] int cfg_get(std::string& buffer, std::size_t capacity = kTextCapacity);
+// The value at `path`, empty when the read fails; `result`, when given, receives
+// cfg_get's result.
+std::string cfg_value(std::string_view path, int* result = nullptr);
+// Reads a decimal option as atoi would, clamped to int's range: text that is not a
+// number reads as 0, and so does an option or section that is not there. Result:
+// 0, or the failure of a package that cannot be read (-12, with `value` 0), which
+// a caller about to write on the number must not take for a 0.
+[[nodiscard]] int cfg_get_number(std::string_view path, int& value);
 // Sets and commits one option. Result: 0, -12, -13 (no such section, or a name or
 // value the format cannot hold) or -15 (the change could not be saved or committed).
 [[nodiscard]] int cfg_set(std::string_view path, std::string_view value);

@@ -2,6 +2,7 @@
 
 #include "platform/cfg.h"
 #include "platform/cfg_report.h"
+#include "platform/files.h"
 #include "platform/log.h"
 #include "platform/shell.h"
 
@@ -77,6 +78,19 @@ int get_device_pwd(std::string& buffer) {
 int get_device_hostname(std::string& buffer) {
   buffer = "system.main.hostname";
   return cfg_get(buffer, kNameCapacity);
+}
+
+std::string cfg_value(std::string_view path, int* result) {
+  std::string text(path);
+  const int rc = cfg_get(text);
+  if (result != nullptr) *result = rc;
+  return text;  // emptied by a failed read
+}
+
+int cfg_get_number(std::string_view path, int& value) {
+  int rc = 0;
+  value = leading_decimal(cfg_value(path, &rc));
+  return rc == kCfgNotFound ? 0 : rc;
 }
 
 int apply_wireless() { return cfg_apply("wireless"); }

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <system_error>
 
 #include "platform/fd.h"
@@ -33,6 +35,12 @@ std::string_view first_word(std::string_view text) {
   if (start == std::string_view::npos) return {};
   std::size_t end = text.find_first_of(kBlanks, start);
   return text.substr(start, end == std::string_view::npos ? std::string_view::npos : end - start);
+}
+
+int leading_decimal(std::string_view text) {
+  const std::string copy(text);  // strtoll needs the terminating zero
+  const long long number = std::strtoll(copy.c_str(), nullptr, 10);  // saturates on overflow
+  return static_cast<int>(std::clamp<long long>(number, INT_MIN, INT_MAX));
 }
 
 std::string read_first_word(const std::string& path) {

@@ -10,6 +10,9 @@ namespace pemo {
 
 // Reads at most `limit` bytes of a file. false when it cannot be opened.
 [[nodiscard]] bool read_text_file(const std::string& path, std::string& out, std::size_t limit = std::size_t{64} * 1024);
+// The number that a text begins with, after blanks and an optional sign, as atoi
+// reads it but clamped to int's range; 0 when it begins with none.
+int leading_decimal(std::string_view text);
 // The first blank-separated word of a text, or empty.
 std::string_view first_word(std::string_view text);
 // The first word of a file; empty when the file is missing or has none.

@@ -25,12 +25,6 @@ int set_device(int device, std::string_view value) {
   return cfg_set("wireless.@wifi-device[" + std::to_string(device) + "].disabled", value);
 }
 
-std::string get_option(const std::string& path) {
-  std::string value = path;
-  if (cfg_get(value) < 0) value.clear();
-  return value;
-}
-
 // The bands a write covers, 2.4 GHz first.
 struct Rows {
   WifiBand first;
@@ -89,8 +83,8 @@ int guest_ap_enable_write(bool on, const WifiInterface& main, const WifiInterfac
   }
   // A guest network needs its radio and the radio's main network up.
   const bool radio_off =
-      get_option("wireless.@wifi-device[" + std::to_string(main.device) + "].disabled") == "1" ||
-      get_option("wireless.@wifi-iface[" + std::to_string(main.iface) + "].disabled") == "1";
+      cfg_value("wireless.@wifi-device[" + std::to_string(main.device) + "].disabled") == "1" ||
+      cfg_value("wireless.@wifi-iface[" + std::to_string(main.iface) + "].disabled") == "1";
   if (radio_off) {
     set_device(main.device, "0");
     set_iface(main.iface, "disabled", "0");

@@ -68,6 +68,24 @@ TEST_F(Rules, UnblockingMarksEveryRuleOfTheMacOnly) {
   EXPECT_EQ(test::read_file("/tmp/blocking"), "0");
 }
 
+// A count or position that cannot be read is no 0: rules written there would
+// replace others at the next commit. The request answers the read's status, and
+// nothing is run or written.
+TEST_F(Rules, AnUnreadablePackageStopsTheWrite) {
+  for (const char* package : {"firewall", "parental"}) {
+    const std::string path = std::string("/etc/config/") + package;
+    const std::string broken = test::read_file(path) + "\toption 'unterminated\n";
+    test::write_file(path, broken);
+  }
+  const std::size_t before = runner_.count();
+  check({{R"({"X_Halvo_Ext":{"EndDevCtrl_Blocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", "<-12>", true},
+         {R"({"X_Halvo_Ext":{"EndDevCtrl_UnBlocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", "<-12>", true},
+         {R"({"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}})", "<-12>", true},
+         {R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"Enable":"1"}}}})", "<-12>", true}});
+  EXPECT_EQ(runner_.commands(before), std::vector<std::string>{});
+  EXPECT_EQ(test::read_file("/tmp/.uci/firewall") + test::read_file("/tmp/.uci/parental"), "");
+}
+
 TEST_F(Rules, ApprovalListDatabaseAndSwitch) {
   const auto approve = [](const std::string& member) {
     return walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{)" + member + "}}}}", true);
