@@ -18,6 +18,7 @@
 #include "platform/probe_db.h"
 #include "platform/shell.h"
 #include "platform/lifetime.h"
+#include "contract/mesh_tool.h"
 #include "contract/nodes.h"
 #include "wire/status.h"
 
@@ -92,12 +93,11 @@ int set_approval_switch(int value) {
   // The option mirrors the switch for readers; the tool's answer decides the status.
   static_cast<void>(cfg_set("wireless.wifi.ApproveFlag", std::to_string(value)));
   // The tool answers at once; a run that did not end by itself leaves no answer.
-  if (!ran_to_end(shell_run("hv1905App 16 " + std::to_string(value)))) return kToolFailed;
-  std::string text;
-  if (!read_text_file("/tmp/1905ReturnValue", text, 4096)) return kFileError;
-  if (text.empty()) return kToolFailed;  // no line at all; an empty first line reads as 0
-  const std::string first = text.substr(0, std::min({text.find('\n'), std::size_t{3}}));
-  return std::atoi(first.c_str()) == 0 ? 0 : kToolFailed;
+  if (!ran_to_end(shell_run("hv1905App 16 " + std::to_string(value), kMeshToolBound))) return kToolFailed;
+  if (!file_exists(kMeshToolAnswer)) return kFileError;
+  std::string first;
+  if (!mesh_tool_answer(first, 3)) return kToolFailed;  // no line at all; an empty first line reads as 0
+  return leading_decimal(first) == 0 ? 0 : kToolFailed;
 }
 
 // A MAC for the list files and the database: no longer than its field and free of

@@ -1,4 +1,5 @@
 #include "control/extender.h"
+#include "contract/mesh_tool.h"
 
 #include <unistd.h>
 
@@ -22,7 +23,7 @@ namespace pemo {
 namespace {
 
 constexpr std::size_t kSlotSize = 3;
-constexpr const char* kTool = "/usr/sbin/hv1905App";
+constexpr const char* kTool = kMeshTool;
 
 std::string command_for(DevCtrlAction action, const std::string& value) {
   switch (action) {
@@ -39,11 +40,7 @@ std::string command_for(DevCtrlAction action, const std::string& value) {
 bool wait_for_answer(std::chrono::milliseconds wait, std::string& line) {
   const auto deadline = clock_now() + wait;
   for (;;) {
-    std::string text;
-    if (read_text_file("/tmp/1905ReturnValue", text, 4096) && !text.empty()) {
-      line = text.substr(0, std::min(text.find('\n'), std::size_t{15}));
-      return true;
-    }
+    if (mesh_tool_answer(line, 15)) return true;
     if (clock_now() >= deadline) return false;
     clock_sleep(std::chrono::milliseconds(100));
   }
@@ -65,7 +62,7 @@ int dev_Ctrl(DevCtrlAction action, std::string_view value, std::chrono::millisec
   const std::string command = command_for(action, shell_quote(value));
   // The tool hands the request to the extender and returns; the answer comes in a
   // file. A run that did not end by itself has no answer to wait for.
-  const int status = shell_run(command);
+  const int status = shell_run(command, kMeshToolBound);
   std::printf("%s : syscmd %s\n", "dev_Ctrl", command.c_str());
   if (!ran_to_end(status)) return kToolFailed;
   clock_sleep(std::chrono::seconds(1));

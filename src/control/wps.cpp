@@ -3,8 +3,18 @@
 #include "platform/cfg.h"
 #include "platform/files.h"
 #include "platform/shell.h"
+#include "wire/status.h"
+
+#include <chrono>
 
 namespace pemo {
+namespace {
+
+// The tool returns when its push-button window closes, 120 s after the press;
+// the margin covers a slow radio's start. Cut before that, it never handed over.
+constexpr std::chrono::minutes kWpsToolBound{3};
+
+}  // namespace
 
 int wps_start(std::string_view value) {
   const char* mode = value == "1" ? "WPS24G_GUI" : value == "2" ? "WPS5G_GUI" : value == "3" ? "WPS_HW" : nullptr;
@@ -12,7 +22,7 @@ int wps_start(std::string_view value) {
   // The marker goes before the tool runs and comes back after it returns, so
   // "started" means this program's last start has been handed to the tool.
   shell_fire("rm /tmp/pemo_agent_wps");
-  shell_fire(std::string("/bin/halvo_WPS_ctrl ") + mode);
+  if (!ran_to_end(shell_run(std::string("/bin/halvo_WPS_ctrl ") + mode, kWpsToolBound))) return kToolFailed;
   shell_fire("touch /tmp/pemo_agent_wps");
   return 0;
 }

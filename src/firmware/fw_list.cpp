@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 
+#include "contract/mesh_tool.h"
 #include "firmware/firmware.h"
 #include "platform/files.h"
 #include "platform/json.h"
@@ -21,6 +22,7 @@ namespace {
 // The tool's command is composed in 128 bytes. The limit is measured on the
 // command as composed, its words bare; what runs has each word quoted.
 constexpr std::size_t kMaxCommand = 127;
+const std::string kMeshTool9 = std::string(kMeshTool) + " 9";  // the firmware command
 
 // The command's words joined by blanks fit the limit.
 bool fits(std::initializer_list<std::string_view> words) {
@@ -98,7 +100,7 @@ void list_value(ExtenderFirmware& s, std::string_view name, int instance, std::s
 
 void run_tool(const char* function, const std::string& command) {
   std::printf("%s : syscmd %s\n", function, command.c_str());
-  shell_fire(command);
+  shell_fire(command, kMeshToolBound);
 }
 
 // A text a command collects member by member, cut to what its area holds;
@@ -219,7 +221,7 @@ int l2devCtrl_auto_config_func_set(std::string_view name, std::string_view value
   if (s.autocfg_mac.empty() || s.autocfg_option.empty()) return 0;
   // A MAC of at most 19 characters and an option of 7 always fit the command.
   run_tool(self,
-           "/usr/sbin/hv1905App 7 " + shell_quote(s.autocfg_mac) + " " + shell_quote(s.autocfg_option));
+           std::string(kMeshTool) + " 7 " + shell_quote(s.autocfg_mac) + " " + shell_quote(s.autocfg_option));
   s.autocfg_mac.clear();
   s.autocfg_option.clear();
   return 0;
@@ -232,11 +234,11 @@ int l2devCtrl_FWcfg_func_set(std::string_view name, std::string_view value) {
   collect(s, kFwCfgSlots, name, value, self);
   if (s.fw_mac.empty() || s.fw_option.empty()) return 0;
   const bool additional = !s.fw_additional_option.empty() && !s.fw_additional_url.empty();
-  const bool fit = additional ? fits({"/usr/sbin/hv1905App 9", s.fw_mac, s.fw_option, s.fw_additional_option,
+  const bool fit = additional ? fits({kMeshTool9, s.fw_mac, s.fw_option, s.fw_additional_option,
                                       s.fw_additional_url})
-                              : fits({"/usr/sbin/hv1905App 9", s.fw_mac, s.fw_option, "0 NULL"});
+                              : fits({kMeshTool9, s.fw_mac, s.fw_option, "0 NULL"});
   if (fit) {
-    std::string command = "/usr/sbin/hv1905App 9 " + shell_quote(s.fw_mac) + " " + shell_quote(s.fw_option);
+    std::string command = std::string(kMeshTool9) + " " + shell_quote(s.fw_mac) + " " + shell_quote(s.fw_option);
     command += additional ? " " + shell_quote(s.fw_additional_option) + " " + shell_quote(s.fw_additional_url)
                           : " 0 NULL";
     run_tool(self, command);

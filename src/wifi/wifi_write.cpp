@@ -1,5 +1,6 @@
 // Writes of the main and guest Wi-Fi networks. They take effect together when
 // the request layer applies `wireless` after the request.
+#include <chrono>
 #include <cstdlib>
 #include <string>
 
@@ -7,6 +8,7 @@
 #include "platform/cfg.h"
 #include "platform/files.h"
 #include "platform/shell.h"
+#include "wire/status.h"
 #include "contract/band.h"
 #include "wifi/memory.h"
 #include "wifi/wifi.h"
@@ -108,15 +110,21 @@ int wifi_enable_write(WifiBand band, bool guest, std::string_view value) {
   return rc;
 }
 
-void guest_timer_stop() {
-  shell_fire("/bin/removeGuestWifiBonus.sh remove_rule 3 24G");
-  shell_fire("/bin/removeGuestWifiBonus.sh remove_rule 3 5G");
+// The timer scripts edit one rule and return; a run past this bound hangs.
+constexpr std::chrono::seconds kGuestTimerBound{30};
+
+// Runs a timer script for the 2.4 GHz radio, then the 5 GHz one: whether both
+// ended by themselves.
+bool run_for_both_radios(const std::string& script, const std::string& after = "") {
+  const bool first = ran_to_end(shell_run(script + " 24G" + after, kGuestTimerBound));
+  return ran_to_end(shell_run(script + " 5G" + after, kGuestTimerBound)) && first;
 }
 
-void guest_timer_start(GuestTime time) {
-  const std::string span = std::to_string(time.hours) + ":" + std::to_string(time.minutes);
-  shell_fire("/bin/addGuestWifiBonus.sh 3 24G " + span);
-  shell_fire("/bin/addGuestWifiBonus.sh 3 5G " + span);
+bool guest_timer_stop() { return run_for_both_radios("/bin/removeGuestWifiBonus.sh remove_rule 3"); }
+
+bool guest_timer_start(GuestTime time) {
+  return run_for_both_radios("/bin/addGuestWifiBonus.sh 3",
+                             " " + std::to_string(time.hours) + ":" + std::to_string(time.minutes));
 }
 
 std::string_view translate_mode(std::string_view value) {
@@ -165,7 +173,7 @@ int enable_write(const WifiWrite& w, std::string_view value) {
     if (w.has_band) rc = wifi_enable_write(w.band, false, value);
     set_pending_set_band("");
   }
-  if (value == "0") guest_timer_stop();
+  if (value == "0" && !guest_timer_stop() && rc >= 0) return kToolFailed;
   return rc;
 }
 
@@ -197,9 +205,9 @@ constexpr WifiWriteMember kWrites[] = {
     {"Minutes",
      [](const WifiWrite&, std::string_view value) {
        const GuestTime timer = set_guest_timer_minutes(std::atoi(std::string(value).c_str()));
-       guest_timer_stop();
-       if (timer.hours != 0 || timer.minutes != 0) guest_timer_start(timer);
-       return 0;
+       const bool stopped = guest_timer_stop();
+       const bool started = (timer.hours == 0 && timer.minutes == 0) || guest_timer_start(timer);
+       return stopped && started ? 0 : kToolFailed;
      }},
 };
 

@@ -64,6 +64,21 @@ TEST_F(Actions, ExtenderCommandsNeedAKnownExtender) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
+// The push-button window is two minutes: the tool is waited for past it, and the
+// "started" marker is written only when it returned by itself.
+TEST_F(Actions, WpsStartWaitsOutTheWindowAndMarksOnlyAHandOver) {
+  const std::vector<std::string> handed{"rm /tmp/pemo_agent_wps", "/bin/halvo_WPS_ctrl WPS5G_GUI",
+                                        "touch /tmp/pemo_agent_wps"};
+  EXPECT_EQ(ext(R"("WPS":{"Action":2})", true), R"({"WPS":{"Action":2}})");
+  EXPECT_EQ(runner_.commands(), handed);
+  EXPECT_GT(runner_.timeout_of("halvo_WPS_ctrl"), std::chrono::seconds(120));
+  runner_.answer("halvo_WPS_ctrl", ShellResult{-1, true, {}});
+  EXPECT_EQ(ext(R"("WPS":{"Action":2})", true), "<-26>");
+  EXPECT_EQ(runner_.commands(3), std::vector<std::string>(handed.begin(), handed.end() - 1));
+  EXPECT_EQ(ext(R"("WPS":{"Action":0,"Status":7})", true), R"({"WPS":{"Action":0,"Status":7}})");
+  EXPECT_EQ(runner_.count(), 5u);
+}
+
 // Time-slot members are collected into one command, each slot bounded; the
 // setting flag accepts only 0 and 1.
 TEST_F(Actions, AutoConfigTimeSlotsAndTheSettingFlag) {

@@ -94,6 +94,20 @@ TEST_F(Wifi, RefusedValues) {
             R"({"SSID":{"i1":{"CheckFreqBand":"24G","SSID":")" + std::string(127, 's') + R"("}}})");
 }
 
+// Minutes restart the timer with the hours sent before them (or in an earlier
+// request); a script that did not end by itself is no started timer.
+TEST_F(Wifi, GuestTimerRestartsWithHoursThenMinutes) {
+  const std::string timer = R"({"X_Halvo_GuestAP":{"Timer":{"Hours":2,"Minutes":30}}})";
+  EXPECT_EQ(wifi(timer, true), timer);
+  EXPECT_EQ(runner_.commands(2), (std::vector<std::string>{
+                                     "/bin/removeGuestWifiBonus.sh remove_rule 3 24G",
+                                     "/bin/removeGuestWifiBonus.sh remove_rule 3 5G",
+                                     "/bin/addGuestWifiBonus.sh 3 24G 2:30", "/bin/addGuestWifiBonus.sh 3 5G 2:30"}));
+  runner_.answer("addGuestWifiBonus.sh 3 5G", ShellResult{-1, true, {}});
+  EXPECT_EQ(wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Minutes":5}}})", true), "<-26>");
+  EXPECT_EQ(runner_.commands(7).back(), "/bin/addGuestWifiBonus.sh 3 5G 2:5");
+}
+
 TEST_F(Wifi, ConfigPasswordIsStoredWholeAndApplied) {
   const auto security = [](const std::string& password, bool set) {
     return test::below({"LANConfigSecurity"}, R"({"ConfigPassword":")" + password + R"("})", set);
