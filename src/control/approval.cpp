@@ -5,11 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
 #include <mutex>
 #include <string>
 
@@ -26,13 +21,15 @@ namespace pemo {
 namespace {
 
 constexpr const char* kApproveList = "/etc/pemo-agent/Approvelist";
-constexpr const char* kApproveListTemp = "/etc/pemo-agent/Approvelisttmp";
 constexpr const char* kCheckedList = "/etc/pemo-agent/NewDeviceCheckedlist";
 constexpr std::size_t kMacKey = 17;       // entries match on their first 17 characters
 constexpr std::size_t kPendingMac = 31;   // the pending MAC field
 
-using File = std::unique_ptr<FILE, int (*)(FILE*)>;
-File open_file(const char* path, const char* mode) { return File(std::fopen(path, mode), std::fclose); }
+// The lists hold a few entries per extender; a file beyond this is refused whole
+// rather than read in part and written back shorter.
+constexpr std::size_t kMaxListSize = std::size_t{1} << 20;
+// Lines are read as a 64-byte line buffer reads them: a longer one in pieces.
+constexpr std::size_t kLinePiece = 63;
 
 // The MAC of an entry being built, kept from one member to the next (across
 // requests) and shared by every connection, as the protocol has it.
@@ -44,49 +41,55 @@ struct PendingEntries {
 
 PendingEntries& pending() { return process_lifetime<PendingEntries>(); }
 
-// Decimal reading of the leading digits; anything else is 0.
-int decimal(std::string_view value) { return std::atoi(std::string(value).c_str()); }
-
-bool same_entry(const char* line, const std::string& mac) {
-  return std::strncmp(line, mac.c_str(), kMacKey) == 0;
+// What an entry is matched on: its first 17 characters, as far as a C string goes.
+std::string_view entry_key(std::string_view text) {
+  text = text.substr(0, kMacKey);
+  return text.substr(0, text.find('\0'));
 }
 
-// Rewrites an existing line of the same length in place, or appends a new one.
+// The length of the piece of `text` that starts at `start`: through its line
+// feed, or at most a line buffer's worth.
+std::size_t piece_length(std::string_view text, std::size_t start) {
+  const std::size_t end = text.find('\n', start);
+  const std::size_t line = end == std::string_view::npos ? text.size() - start : end + 1 - start;
+  return std::min(line, kLinePiece);
+}
+
+// Reads a whole list; a missing one reads as empty when `missing_ok`.
+int read_list(const char* path, std::string& text, bool missing_ok) {
+  if (!read_text_file(path, text, kMaxListSize + 1)) return missing_ok && !file_exists(path) ? 0 : kFileError;
+  return text.size() > kMaxListSize ? kFileError : 0;
+}
+
+// The platform's tool reads the lists: each is replaced whole or not at all.
+int write_list(const char* path, const std::string& text) {
+  return replace_text_file(path, std::string(path) + "tmp", text) ? 0 : kFileError;
+}
+
+// Rewrites an existing line of the same length, or appends a new one.
 int upsert(const char* path, const std::string& mac, int option) {
-  File file = open_file(path, "r+");
-  if (!file) file = open_file(path, "w+");
-  if (!file) return kFileError;
+  std::string text;
+  if (int rc = read_list(path, text, true); rc != 0) return rc;
   const std::string entry = mac + " " + std::to_string(option) + "\n";
-  std::array<char, 64> line;
-  long start = std::ftell(file.get());
-  while (std::fgets(line.data(), line.size(), file.get()) != nullptr) {
-    if (same_entry(line.data(), mac)) {
-      if (std::strlen(line.data()) == entry.size()) {
-        std::fseek(file.get(), start, SEEK_SET);
-        std::fputs(entry.c_str(), file.get());
-      }
-      return 0;  // a line of another length stays as it is
-    }
-    start = std::ftell(file.get());
+  for (std::size_t start = 0, length = 0; start < text.size(); start += length) {
+    length = piece_length(text, start);
+    if (entry_key(std::string_view(text).substr(start, length)) != entry_key(mac)) continue;
+    if (length != entry.size()) return 0;  // a line of another length stays as it is
+    text.replace(start, length, entry);
+    return write_list(path, text);
   }
-  std::fseek(file.get(), 0, SEEK_END);
-  std::fputs(entry.c_str(), file.get());
-  return 0;
+  return write_list(path, text + entry);
 }
 
 int remove_entry(const std::string& mac) {
-  File list = open_file(kApproveList, "r");
-  if (!list) return kFileError;
-  File temp = open_file(kApproveListTemp, "w");
-  if (!temp) return kFileError;
-  std::array<char, 64> line;
-  while (std::fgets(line.data(), line.size(), list.get()) != nullptr)
-    if (!same_entry(line.data(), mac)) std::fputs(line.data(), temp.get());
-  list.reset();
-  temp.reset();
-  unlink(kApproveList);
-  std::rename(kApproveListTemp, kApproveList);
-  return 0;
+  std::string text, kept;
+  if (int rc = read_list(kApproveList, text, false); rc != 0) return rc;
+  for (std::size_t start = 0, length = 0; start < text.size(); start += length) {
+    length = piece_length(text, start);
+    const std::string_view piece = std::string_view(text).substr(start, length);
+    if (entry_key(piece) != entry_key(mac)) kept += piece;
+  }
+  return write_list(kApproveList, kept);  // its temporary file is Approvelisttmp
 }
 
 int set_approval_switch(int value) {
@@ -117,12 +120,16 @@ int entry_update(std::string PendingEntries::*mac_field, const char* list, const
     mac.assign(value);
     return 0;
   }
-  const int option = decimal(value);
+  const int option = leading_decimal(value);
   int rc = kNothingHere;
-  if (option == 0 || option == 1) {
+  if (mac.empty() && (option == 0 || option == 1 || (option == 2 && removable))) {
+    rc = kValueRefused;  // no MACAddress came first: there is no entry to change
+  } else if (option == 0 || option == 1) {
     rc = upsert(list, mac, option);
-    // The list file is what the platform's tool reads; the database row only mirrors it.
-    static_cast<void>(probe_db_exec("UPDATE DevFunc set " + std::string(column) + "='" + std::to_string(option) +
+    // The list file is what the platform's tool reads; the database row only
+    // mirrors it, so a list not written is not mirrored either.
+    if (rc == 0)
+      static_cast<void>(probe_db_exec("UPDATE DevFunc set " + std::string(column) + "='" + std::to_string(option) +
                                     "' where [ALMAC]='" + sql_quote(mac) + "';"));
   } else if (option == 2 && removable) {
     rc = remove_entry(mac);
@@ -136,7 +143,7 @@ int entry_update(std::string PendingEntries::*mac_field, const char* list, const
 int approval_update(int node_index, std::string_view value, ParseContext&) {
   switch (node_index) {
     case node::kApproveEnable: {
-      const int option = decimal(value);
+      const int option = leading_decimal(value);
       if (option == 0 || option == 1) return set_approval_switch(option);
       if (option == 2) return unlink(kApproveList) == 0 ? 0 : kFileError;
       return kNothingHere;

@@ -25,6 +25,10 @@ std::vector<std::string> text_lines(std::string_view text, std::size_t limit);
 std::string error_text(int error);
 // Removes a file; a missing one is no error.
 void unlink_file(const std::string& path);
+// Replaces a file whole, as a commit does: the content goes to `temp`, is synced
+// and renamed over `path`, so a reader sees the old file or the new one. false,
+// with the old file as it was and no `temp` left, when any step fails.
+[[nodiscard]] bool replace_text_file(const std::string& path, const std::string& temp, std::string_view content);
 // Replaces a file's content. false when it cannot be written.
 [[nodiscard]] bool write_text_file(const std::string& path, std::string_view content);
 

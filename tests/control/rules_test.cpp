@@ -1,5 +1,10 @@
 // Parental rules, host blocking and approval lists, with the uci command line run
 // for real on the sandbox's /etc/config and every command recorded.
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include "platform/fd.h"
 #include "support/handler.h"
 
 namespace pemo {
@@ -117,6 +122,37 @@ TEST_F(Rules, ApprovalListDatabaseAndSwitch) {
   test::write_file("/etc/pemo-agent/Approvelist", "x 1\n");
   EXPECT_EQ(enable(2).front(), '{');
   EXPECT_FALSE(test::file_exists("/etc/pemo-agent/Approvelist"));
+}
+
+// The platform's tool reads the lists: one is replaced whole or not at all, and
+// an Option without its MACAddress changes nothing.
+TEST_F(Rules, ApprovalListsAreReplacedWholeOrNotAtAll) {
+  const std::string path = "/etc/pemo-agent/Approvelist", list = "02:10:18:cc:ee:01 1\naa:bb:cc:dd:ee:02 0\n";
+  const std::string row = "SELECT Authorized FROM DevFunc WHERE ALMac='02:10:18:cc:ee:01';";
+  const std::string authorized = cell(row);
+  const auto approve = [](const std::string& member) {
+    return walk(R"({"X_Halvo_Ext":{"WiFiAutoCfgApproveData":{"i1":{)" + member + "}}}}", true);
+  };
+  test::write_file(path, list);
+  EXPECT_EQ(approve(R"("Option":1)"), "<-21>");
+  EXPECT_EQ(approve(R"("Option":2)"), "<-21>");
+  EXPECT_EQ(test::read_file(path) + cell(row), list + authorized);
+  // A full file system: a tiny one over the list's folder, filled to the last byte.
+  ASSERT_EQ(mount("tmpfs", "/etc/pemo-agent", "tmpfs", 0, "size=4k"), 0);
+  test::write_file(path, list);
+  {
+    UniqueFd filler(open("/etc/pemo-agent/filler", O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+    const std::string page(512, 'f');
+    while (write(filler.get(), page.data(), page.size()) > 0) {
+    }
+  }
+  const std::string full_list = approve(R"("MACAddress":"02:10:18:cc:ee:09","Option":1)") + "," +
+                                approve(R"("MACAddress":"aa:bb:cc:dd:ee:02","Option":2)") + "," +
+                                approve(R"("MACAddress":"02:10:18:cc:ee:01","Option":0)");
+  const std::string after = test::read_file(path) + cell(row);
+  umount2("/etc/pemo-agent", MNT_DETACH);
+  EXPECT_EQ(full_list, "<-18>,<-18>,<-18>");
+  EXPECT_EQ(after, list + authorized);
 }
 
 }  // namespace
