@@ -20,7 +20,6 @@ const char* const kPackages[] = {"system", "wireless", "network", "parental",
 const std::pair<const char*, std::string> kBreakages[] = {
     {"unparsable", "config main 'main'\n\toption pwd 'unterminated\n"},
     {"unreadable", ""},  // a directory: it opens, but every read fails
-    {"too large", "config main 'main'\n" + std::string(std::size_t{2} << 20, '#') + "\n"},
     {"missing", ""},
 };
 
