@@ -37,6 +37,8 @@ void send_error(int sock, const FrameHeader& request, int code) {
 
 // The cipher key: the cached copy while a firmware update runs, else the UCI
 // password. An empty password has no key schedule and counts as unavailable.
+// Every password read goes into the cache at once, so the request that starts
+// an update has left its key there before the flag is up, whatever it answers.
 int read_session_key(std::string& key) {
   if (fw_upgrade_running.load()) {
     key = cached_device_pwd_load();
@@ -44,6 +46,7 @@ int read_session_key(std::string& key) {
   }
   int rc = get_device_pwd(key);
   if (rc == 0 && key.empty()) rc = kCfgNotFound;
+  if (rc == 0) cached_device_pwd_store(key);
   return rc;
 }
 
@@ -172,7 +175,6 @@ void tcp_handler(UniqueFd sock) {
     if (reply_length > 0) {
       log_msg(kLogInfo, "%s : Resp : %.*s\n", "tcp_handler", result, payload.data());
       SessionCipher(key).crypt(payload.data(), reply_length);
-      if (fw_upgrade_running.load()) cached_device_pwd_store(key);
     }
     int sent = tcp_msg_send(sock.get(), buffer.data(), kHeaderSize + reply_length);
     if (sent < 0) break;

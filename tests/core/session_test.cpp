@@ -12,6 +12,8 @@
 
 #include "pemo-cli/client.h"
 #include "contract/connection.h"
+#include "firmware/fw_flags.h"
+#include "wire/status.h"
 #include "support/frames.h"
 #include "support/sandbox.h"
 
@@ -166,6 +168,20 @@ TEST_F(Session, WifiSetAnswersBracesAndCloses) {
   peer.request(kTypeParamSet, R"({"Device":{"WiFi":{"RadioNumberOfEntries":2}}})");
   EXPECT_EQ(peer.reply(), "1/8: {}");
   EXPECT_TRUE(peer.closed_by_agent());
+}
+
+// While an update runs the key comes from the cache, filled by the request that
+// started it even when that request's reply carried no payload.
+TEST_F(Session, AnUpdateKeepsTheKeyOfTheRequestThatStartedIt) {
+  Peer peer;
+  peer.request(kTypeParamSet, R"({"Device":{"WiFi":{"Radio":{"i1":{"Enable":0}}}}})");
+  EXPECT_EQ(peer.reply(), status(1, kTypeParamSet + 1, kNotWritable));
+  fw_upgrade_running = true;  // as the request's handler would have set it
+  seed_system_package("'unterminated");  // the flash has the configuration
+  peer.request(kTypeParamGet, R"({"Device":{"WiFi":{"RadioNumberOfEntries":0}}})");
+  const std::string during = peer.reply();
+  fw_upgrade_running = false;
+  EXPECT_EQ(during, R"(1/6: { "Device": { "WiFi": { "RadioNumberOfEntries": 2 } } })");
 }
 
 }  // namespace
