@@ -69,7 +69,9 @@ std::vector<Route> parse_routes(std::string_view output) {
     // Fields are split whole (a line holds at most 127 characters), then cut to
     // their widths, so the tail of a long field never lands in the next one.
     char destination[128] = "", gateway[128] = "", mask[128] = "", interface[128] = "";
-    std::sscanf(line.c_str(), "%127s %127s %127s %*s %*s %*s %*s %127s", destination, gateway, mask, interface);
+    // A short or blank line (a header, a wrapped tail) is no route.
+    if (std::sscanf(line.c_str(), "%127s %127s %127s %*s %*s %*s %*s %127s", destination, gateway, mask, interface) != 4)
+      continue;
     Route route{std::string(destination).substr(0, 23), std::string(gateway).substr(0, 23),
                 std::string(mask).substr(0, 23), std::string(interface).substr(0, 15)};
     if (route.gateway.find('*') != std::string::npos) route.gateway.clear();

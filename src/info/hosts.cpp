@@ -3,6 +3,7 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -214,7 +215,10 @@ int change_host(const std::string& mac, bool name_change, std::string_view value
     sql = "UPDATE Device set DevName=\"" + name + "\" where [ALMAC]='" + quoted_mac +
           "' OR [DevMac]='" + quoted_mac + "';";
   } else {
-    sql = "UPDATE Device set HostType=" + std::to_string(std::atoi(std::string(value).c_str())) +
+    // A type beyond int would wrap into another, valid-looking one.
+    const long long type = std::strtoll(std::string(value).c_str(), nullptr, 10);
+    if (type < INT_MIN || type > INT_MAX) return kValueRefused;
+    sql = "UPDATE Device set HostType=" + std::to_string(type) +
           " where [ALMAC]='" + quoted_mac + "' OR [DevMac]='" + quoted_mac + "';";
   }
   if (sql.size() >= kStatementCapacity) return kDbFailed;

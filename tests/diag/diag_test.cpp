@@ -33,8 +33,9 @@ TEST(PlatformOutput, TracerouteHops) {
 
 TEST(PlatformOutput, RoutesAndWanInfo) {
   // Each field is cut to its width (23, interface 15): nothing spills into the next.
-  auto routes = parse_routes("default gateway-of-a-very-long-isp-name.example 0.0.0.0 UG 0 0 0 "
-                        "an-interface-name-too-long\n");
+  // A blank or short line (a header, a wrapped tail) is no route.
+  auto routes = parse_routes("\nDestination Gateway\ndefault gateway-of-a-very-long-isp-name.example 0.0.0.0 UG 0 0 0 "
+                             "an-interface-name-too-long\n10.0.0.0 * 255.0.0.0 U 0 0\n   \n");
   ASSERT_EQ(routes.size(), 1u);
   EXPECT_EQ(routes[0].gateway, "gateway-of-a-very-long-");
   EXPECT_EQ(routes[0].mask, "0.0.0.0");

@@ -102,6 +102,9 @@ TEST_F(Hosts, RenamesAndRetypesWriteTheDatabaseExactlyOrNotAtAll) {
   EXPECT_EQ(ext(R"({"HostTypeChange":{"HostMAC":"02:10:18:cc:dd:01","HostType":3}})"),
             R"({"HostTypeChange":{"HostMAC":"02:10:18:cc:dd:01","HostType":3}})");
   EXPECT_EQ(cell("SELECT HostType FROM Device WHERE ALMac='02:10:18:cc:dd:01';"), "3");
+  // 2^32 + 1 would wrap to type 1.
+  EXPECT_EQ(ext(R"({"HostTypeChange":{"HostMAC":"02:10:18:cc:dd:01","HostType":4294967297}})"), "<-21>");
+  EXPECT_EQ(cell("SELECT HostType FROM Device WHERE ALMac='02:10:18:cc:dd:01';"), "3");
   EXPECT_EQ(renamed("\\\"\\\""), "<-21>");
   EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"\"","Name":"x"}})"), "<-21>");
   // Any text is stored as it is; a name that would not fit the statement is
