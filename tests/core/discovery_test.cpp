@@ -104,7 +104,7 @@ class DiscoveryService : public Discovery {
  protected:
   void SetUp() override {
     Discovery::SetUp();
-    if (testing::Test::IsSkipped()) return;
+    if (IsSkipped() || HasFatalFailure()) return;
     std::thread(app_discover_main).detach();  // serves until the test process ends
     sock_ = UniqueFd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     // Header errors are answered at once: wait for the service to be bound.

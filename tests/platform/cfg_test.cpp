@@ -78,7 +78,7 @@ TEST_F(Cfg, SetWhoseCommitFailsIsCommitFailed) {
 // at the same time: every change lands, and both read the file that results.
 TEST_F(Cfg, CommitsBesideThePlatformToolLoseNothing) {
   const std::string tool = PEMO_PLATFORM_UCI "/bin/uci";
-  if (!test::file_exists(tool)) GTEST_SKIP() << "no platform uci tool: build it from ../shared/third_party";
+  PEMO_REQUIRE(test::file_exists(tool), "no platform uci tool: build it from ../shared/third_party");
   constexpr int kEach = 100;  // the tool's rounds
   const std::string loop = "LD_LIBRARY_PATH=" PEMO_PLATFORM_UCI "/lib; export LD_LIBRARY_PATH; i=1; while [ $i -le " +
                            std::to_string(kEach) + " ]; do " + tool + " set system.main.t$i=$i && " + tool +

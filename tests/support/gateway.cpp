@@ -103,11 +103,11 @@ bool SimGateway::called(const std::string& line) const {
   return false;
 }
 
-std::string SimGateway::run(const std::string& command) const {
+std::string SimGateway::run(const std::string& command, std::chrono::seconds bound) const {
   return posix_runner()
       .execute({"nsenter -t " + std::to_string(init_pid_) + " -m -p -r -w /bin/sh -c " +
                     shell_quote("export PATH=/usr/sbin:/usr/bin:/sbin:/bin; " + command),
-                true, 1 << 20, 30s})
+                true, 4 << 20, bound})
       .output;
 }
 

@@ -48,8 +48,8 @@ class SimGateway {
   // The platform calls made so far, one line each.
   std::vector<std::string> calls() const;
   bool called(const std::string& line) const;
-  // Runs a shell command inside the gateway; its output.
-  std::string run(const std::string& command) const;
+  // Runs a shell command inside the gateway; its output (at most 4 MiB).
+  std::string run(const std::string& command, std::chrono::seconds bound = std::chrono::seconds(30)) const;
 
   // The agent's process id as the host sees it, or -1.
   pid_t agent_pid() const;

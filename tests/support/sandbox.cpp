@@ -95,6 +95,11 @@ bool enter_sandbox(std::string& why) {
 }
 
 bool sandboxed() { return g_sandboxed; }
+
+bool in_ci() {
+  const char* ci = std::getenv("CI");
+  return ci != nullptr && std::string_view(ci) == "true";
+}
 const std::string& sandbox_failure() { return g_failure; }
 
 void write_file(const std::string& path, std::string_view content) {
