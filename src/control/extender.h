@@ -14,7 +14,7 @@ enum DevCtrlAction : int {
   kExtenderFirstBoot = 4,
 };
 
-// The design sets no bound on the wait for the tool's answer; this one keeps a
+// The tool's answer has no bound of its own; this one keeps a
 // tool that never answers from holding a connection thread: -26 when it runs out.
 inline constexpr std::chrono::milliseconds kDevCtrlAnswerWait{10'000};
 

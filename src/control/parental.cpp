@@ -11,7 +11,7 @@
 namespace pemo {
 namespace {
 
-// The design composes each command in the 128-byte handler text: one that would
+// Each command is composed in the 128-byte handler text: one that would
 // not fit is refused rather than cut.
 constexpr std::size_t kMaxCommand = 127;
 

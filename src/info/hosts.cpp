@@ -205,7 +205,7 @@ void cpu_usage(std::string& text) {
 }
 
 // UPDATE of a host's name or type, then the probe library is told. The statement
-// is refused, not cut, when it would not fit the design's 256-byte buffer.
+// is refused, not cut, when it would not fit the protocol's 256-byte statement.
 int change_host(const std::string& mac, bool name_change, std::string_view value) {
   const std::string quoted_mac = sql_quote(mac);
   std::string sql;

@@ -34,14 +34,16 @@ int read_locked(const std::string& path, std::string& out);
 int replace_file(const std::string& path, std::string_view text, mode_t mode);
 
 // Held while a change is staged (the package file shared) or committed
-// (exclusive). The platform's tool opens a package file and then waits for its
-// lock; when the file was replaced meanwhile, it goes on with the replaced one,
-// unaware. So this process keeps the files its commits replaced open for a
-// while, writes each new text into them too, and takes their locks before the
-// current file's: a tool that waits on a replaced file builds on the newest
-// text, and no write of ours runs beside it. (A record appended while the tool's
-// commit runs would be emptied unread by it; a commit beside it would be
-// overwritten.) One guard of this process at a time.
+// (exclusive); one guard of this process at a time. Its invariants:
+// - What it keeps: every package file this process's commits replaced, open,
+//   at least the last 4 and any that another process still has open, at most 64.
+// - Why: the platform's tool opens a package file before it waits for its lock
+//   and then reads whatever that file holds. So each commit writes its new text
+//   into every kept file too, from the first byte, and a guard locks the kept
+//   files before the current one: a tool that waited on a replaced file reads the
+//   newest text, and no write of ours runs beside a commit of its.
+// - Bounds: a kept file is rewritten only under the guard's locks; a file dropped
+//   past the bounds holds the text of the commit that dropped it.
 class PackageGuard {
  public:
   PackageGuard();

@@ -33,7 +33,7 @@ TEST_F(Rules, RuleValuesAreStoredExactlyAndReadBack) {
   walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"a $(reboot) `id`; b"}}}})", true);
   EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"","HostMAC":""}}}})", false),
             R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"a $(reboot) `id`; b","HostMAC":"a4:5e:60:11:22:33"}}}})");
-  // A command that would not fit the design's 127 characters is refused:
+  // A command that would not fit the handler text's 127 characters is refused:
   // "uci set parental.rule1.name='...'" holds 127 with a 97-character name.
   EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":")" + std::string(98, 'n') + R"("}}}})", true),
             "<-21>");

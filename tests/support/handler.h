@@ -28,6 +28,11 @@ struct Row {
   bool set = false;
 };
 
+// What entering "WiFi" in a set runs first: the WPS watchers stopped.
+inline const std::vector<std::string> kWpsWatcherStops = {
+    "ps | grep 'watch -tn 1 wps_conf_24G' | grep -v grep | awk '{print $1}' | while read pid; do kill $pid; done",
+    "ps | grep 'watch -tn [15] wps_conf_5G' | grep -v grep | awk '{print $1}' | while read pid; do kill $pid; done"};
+
 class HandlerTest : public testing::Test {
  protected:
   void SetUp() override {
