@@ -1,5 +1,8 @@
 // Readers of platform output, traceroute, routing table, WAN information, and
 // the WAN watcher.
+#include <filesystem>
+#include <set>
+
 #include "core/wan_watch.h"
 #include "diag/probes.h"
 #include "diag/wan_state.h"
@@ -94,6 +97,20 @@ TEST_F(Diagnostics, WanStatusAndRates) {
   EXPECT_EQ(device(status), info + R"({"WanStatus":"Disable","Wan_Mac":"02:00:00:00:00:01","Wan_PhyRate":1000}}}})");
 }
 
+// This process's threads, by id.
+std::set<std::string> thread_ids() {
+  std::set<std::string> ids;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) ids.insert(entry.path().filename());
+  return ids;
+}
+
+// A thread's scheduling state ('R' running, 'S' asleep ...), from /proc.
+char thread_state(const std::string& id) {
+  const std::string stat = test::read_file("/proc/self/task/" + id + "/stat");
+  const std::size_t end = stat.rfind(')');  // the name may hold blanks and parentheses
+  return end != std::string::npos && end + 2 < stat.size() ? stat[end + 2] : '?';
+}
+
 // The watcher probes once for the first connection, then once a second while
 // any is open, and not at all while none is.
 TEST(WanWatcher, ProbesOnlyWhileConnectionsAreOpen) {
@@ -104,8 +121,14 @@ TEST(WanWatcher, ProbesOnlyWhileConnectionsAreOpen) {
   test::ManualClock& clock = test::process_clock(test::ManualClock::Mode::kAdvanceByTest);
   ScopedClock scoped_clock(clock);
   test::write_file("/tmp/ping.wan", "6 packets transmitted, 6 packets received\n");
+  const std::set<std::string> before = thread_ids();
   wan_chk_init();
-  std::this_thread::sleep_for(100ms);  // a watcher that probed unasked would have by now
+  // Asleep means waiting for a connection, or, had it probed unasked, for the clock.
+  ASSERT_TRUE(test::eventually([&] {
+    for (const std::string& id : thread_ids())
+      if (!before.contains(id)) return thread_state(id) == 'S';
+    return false;
+  }));
   clock.advance(5s);
   EXPECT_EQ(recorder.count(), 0u) << "no probe while no connection is open";
   active_connections = 1;

@@ -28,11 +28,7 @@ class Flow : public testing::Test {
   }
   std::string state() { return gateway_.get(kOta + R"("FWUpgradeState":0)" + kOtaEnd); }
   bool wait_for_state(const std::string& expected) {
-    for (int k = 0; k < 20; ++k) {
-      if (state().find(R"("FWUpgradeState": )" + expected) != std::string::npos) return true;
-      std::this_thread::sleep_for(500ms);
-    }
-    return false;
+    return test::eventually([&] { return state().find(R"("FWUpgradeState": )" + expected) != std::string::npos; });
   }
   test::SimGateway gateway_;
 };
@@ -46,8 +42,7 @@ TEST_F(WifiFlow, RenameOnBothRadiosAndApply) {
   EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[0].ssid"), "Home Net 'x' $(id)");
   EXPECT_EQ(gateway_.uci_get("wireless.@wifi-iface[4].ssid"), "Home Net 'x' $(id).speed");
 
-  std::this_thread::sleep_for(1500ms);
-  EXPECT_TRUE(gateway_.called("uci_apply wireless"));
+  EXPECT_TRUE(test::eventually([&] { return gateway_.called("uci_apply wireless"); }));
   for (const std::string& call : gateway_.calls())  // no value ever reached a command line
     EXPECT_EQ(call.find("Home Net"), std::string::npos) << call;
 }
@@ -74,8 +69,7 @@ TEST_F(QuickSetupFlow, FirstRunWithPppoe) {
             "status 0");
   EXPECT_EQ(gateway_.uci_get("network.wan.password"), "s3cr'et $(x)");
   EXPECT_FALSE(gateway_.called("uci_apply network"));
-  std::this_thread::sleep_for(1500ms);
-  EXPECT_TRUE(gateway_.called("uci_apply network"));
+  EXPECT_TRUE(test::eventually([&] { return gateway_.called("uci_apply network"); }));
   EXPECT_EQ(gateway_.uci_get("system.main.Tovi123"), "1");
 }
 
@@ -87,7 +81,7 @@ TEST_F(FirmwareFlow, CheckDownloadAndHandOff) {
   gateway_.set(kOta + R"("UpdateSoftware":"1")" + kOtaEnd);
   EXPECT_NE(state().find(R"("FWUpgradeState": 2)"), std::string::npos);
   ASSERT_TRUE(wait_for_state("4"));
-  for (int k = 0; k < 20 && !gateway_.called("do_fw_upgrade.sh"); ++k) std::this_thread::sleep_for(200ms);
+  test::eventually([&] { return gateway_.called("do_fw_upgrade.sh"); });
   for (const char* call :
        {"get_online_fw http://fw.isp.example/HG-2400-1.0.13.bin", "fw_upgrade fw_check 01ff", "do_fw_upgrade.sh"})
     EXPECT_TRUE(gateway_.called(call)) << call;

@@ -71,9 +71,13 @@ TEST(Load, SixtyFourClientsLoseNothingAndLeakNothing) {
   const pid_t agent = gateway.agent_pid();
   ASSERT_GT(agent, 0);
 
+  // The connection threads end after their clients: a pass is over when only the
+  // accept loop, discovery and the WAN watcher are left.
+  constexpr long kLongLivedThreads = 3;
+  const auto settled = [&] { return footprint(agent).threads == kLongLivedThreads; };
   std::atomic<int> errors{0};
   run_pass(gateway, 4, errors);  // warm-up: every path once, every thread stack used
-  std::this_thread::sleep_for(1s);
+  ASSERT_TRUE(test::eventually(settled));
   const Footprint before = footprint(agent);
   run_pass(gateway, kRequests, errors);
   EXPECT_EQ(errors.load(), 0);
@@ -82,7 +86,7 @@ TEST(Load, SixtyFourClientsLoseNothingAndLeakNothing) {
     last_names.push_back(mac_of(c) + "|c" + std::to_string(c) + "-" + std::to_string(kRequests - 1));
   EXPECT_EQ(gateway.sql("SELECT DevMac, DevName FROM Device WHERE DevMac LIKE '02:10:aa:%' ORDER BY DevMac;"),
             last_names);
-  std::this_thread::sleep_for(1s);  // the connection threads end after their clients
+  EXPECT_TRUE(test::eventually(settled));
   const Footprint after = footprint(agent);
   EXPECT_EQ(after.threads, before.threads);
   EXPECT_EQ(after.files, before.files);

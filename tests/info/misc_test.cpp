@@ -5,6 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <filesystem>
+
 #include "platform/fd.h"
 #include "support/handler.h"
 
@@ -21,6 +24,18 @@ pid_t sleeper() {
     _exit(0);
   }
   return pid;
+}
+
+// How many descriptors of this process hold the pid file, a FIFO here, open.
+int fifo_readers() {
+  struct stat fifo {};
+  if (stat(kPidFile, &fifo) != 0) return 0;
+  int open_here = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    struct stat st {};
+    if (stat(entry.path().c_str(), &st) == 0 && st.st_ino == fifo.st_ino && st.st_dev == fifo.st_dev) ++open_here;
+  }
+  return open_here;
 }
 
 class Misc : public test::HandlerTest {
@@ -44,16 +59,20 @@ TEST_F(Misc, WebServerStartsOnceAndStopsOnlyTheProcessItFound) {
   EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":1})", true), "<-26>");
   unlink(kPidFile);
   ASSERT_EQ(mkfifo(kPidFile, 0600), 0);
+  std::atomic<bool> draining = false;
   std::thread feeder([&] {
     for (const pid_t pid : {server, bystander}) {
       const std::string line = std::to_string(pid) + "\n";
       UniqueFd fd(open(kPidFile, O_WRONLY | O_CLOEXEC));  // waits for the next reader
       static_cast<void>(write(fd.get(), line.data(), line.size()));
       fd = UniqueFd();
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the reader takes its end of file
+      // The reader takes its end of file and closes before the next line is
+      // offered; the test's own drain below takes what is left.
+      if (pid == server) test::eventually([&] { return draining || fifo_readers() == 0; });
     }
   });
   EXPECT_EQ(ext(R"("GwSpeedTestInfo":{"Enable":0})", true), R"({"GwSpeedTestInfo":{"Enable":0}})");
+  draining = true;
   UniqueFd drain(open(kPidFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));  // takes what no read took
   feeder.join();
   // SIGTERM reaches only a process still alive: the server must have had SIGKILL.

@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <thread>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -95,6 +96,15 @@ bool enter_sandbox(std::string& why) {
 }
 
 bool sandboxed() { return g_sandboxed; }
+
+bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  for (;;) {
+    if (condition()) return true;
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
 
 bool in_ci() {
   const char* ci = std::getenv("CI");

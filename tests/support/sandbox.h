@@ -38,6 +38,11 @@ bool in_ci();
 #define PEMO_REQUIRE_SANDBOX() \
   PEMO_REQUIRE(::pemo::test::sandboxed(), "needs private namespaces: " << ::pemo::test::sandbox_failure())
 
+// Polls `condition` until it holds or `limit` has passed: whether it held. Tests
+// wait for what they need this way, never for a guessed time.
+bool eventually(const std::function<bool()>& condition,
+                std::chrono::milliseconds limit = std::chrono::seconds(10));
+
 void write_file(const std::string& path, std::string_view content);
 std::string read_file(const std::string& path);
 using ::pemo::file_exists;
