@@ -75,13 +75,18 @@ int lock_package(const std::string& path, int flags, bool exclusive, LockedFile&
   const auto deadline = std::chrono::steady_clock::now() + kRenameWait;
   for (int replaced = 0; replaced < kMaxReopen;) {
     if (int rc = file.open(path, flags, kFileMode, exclusive); rc != kOk) return rc;
+    // The new file is looked for before the name is checked: the other program
+    // wrote it before it unlocked, so either it is still there to be seen, or its
+    // rename is done and the name no longer leads to the file locked here. The
+    // other order misses a rename that lands between the two looks.
+    const bool in_flight = commit_in_flight(path) && std::chrono::steady_clock::now() <= deadline;
     struct stat held {}, named {};
     if (fstat(file.fd.get(), &held) != 0) return kErrIo;
     if (stat(path.c_str(), &named) != 0 || held.st_ino != named.st_ino || held.st_dev != named.st_dev) {
       ++replaced;
       continue;
     }
-    if (!commit_in_flight(path) || std::chrono::steady_clock::now() > deadline) return kOk;
+    if (!in_flight) return kOk;
     file = LockedFile{};  // let the other commit finish its rename
     std::this_thread::sleep_for(kRenamePoll);
   }

@@ -1,9 +1,14 @@
 // The README's examples, sent by pemo-cli to the simulated gateway as a user
-// sends them: every request of every example is served.
+// sends them, against their checked-in transcripts; and discovery.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <map>
+#include <regex>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "platform/shell.h"
 #include "support/gateway.h"
@@ -21,21 +26,137 @@ std::string cli(const std::string& arguments, int& status) {
   return run.output;
 }
 
-TEST(Examples, EveryRequestOfEveryExampleIsServed) {
+// What a gateway holds that a request may change: configuration, the agent's
+// lists, /tmp (each file by path), and the probe database as SQL.
+using State = std::map<std::string, std::string>;
+
+// Files up to this size are shown whole; larger ones by their size.
+constexpr std::uintmax_t kShownFileSize = 16 * 1024;
+
+State state_of(const test::SimGateway& gateway) {
+  State state;
+  for (const char* folder : {"/etc/config", "/etc/pemo-agent", "/tmp"}) {
+    const std::filesystem::path root = gateway.path(folder);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+      if (!entry.is_regular_file() || entry.path().filename().string().starts_with("lanwatch.db")) continue;
+      const std::string inside = folder + ("/" + entry.path().lexically_relative(root).string());
+      state[inside] = entry.file_size() <= kShownFileSize ? test::read_file(entry.path())
+                                                          : "<" + std::to_string(entry.file_size()) + " bytes>";
+    }
+  }
+  state["probe database"] = gateway.run("sqlite3 /tmp/lanwatch.db .dump");
+  return state;
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+// A line diff ("-" gone, "+" new), by the longest common subsequence.
+std::string line_diff(const std::string& before, const std::string& after) {
+  const std::vector<std::string> a = lines_of(before), b = lines_of(after);
+  std::vector<std::vector<int>> common(a.size() + 1, std::vector<int>(b.size() + 1, 0));
+  for (std::size_t i = a.size(); i-- > 0;)
+    for (std::size_t j = b.size(); j-- > 0;)
+      common[i][j] = a[i] == b[j] ? common[i + 1][j + 1] + 1 : std::max(common[i + 1][j], common[i][j + 1]);
+  std::string diff;
+  std::size_t i = 0, j = 0;
+  while (i < a.size() || j < b.size()) {
+    if (i < a.size() && j < b.size() && a[i] == b[j]) {
+      ++i, ++j;
+    } else if (j < b.size() && (i == a.size() || common[i][j + 1] >= common[i + 1][j])) {
+      diff += "+" + b[j++] + "\n";
+    } else {
+      diff += "-" + a[i++] + "\n";
+    }
+  }
+  return diff;
+}
+
+std::string state_diff(const State& before, const State& after) {
+  std::string diff;
+  for (const auto& [name, text] : after) {
+    const auto old = before.find(name);
+    if (old == before.end()) diff += "new " + name + "\n" + line_diff("", text);
+    else if (old->second != text) diff += "changed " + name + "\n" + line_diff(old->second, text);
+  }
+  for (const auto& [name, text] : before)
+    if (!after.contains(name)) diff += "removed " + name + "\n";
+  return diff;
+}
+
+// The only texts that differ from run to run, each replaced by a placeholder.
+std::string placeholders(std::string text) {
+  static const std::pair<std::regex, const char*> kRules[] = {
+      {std::regex(R"(("UpTime": ?)\d+)"), "$1<seconds>"},  // the gateway's uptime
+  };
+  for (const auto& [pattern, placeholder] : kRules) text = std::regex_replace(text, pattern, placeholder);
+  return text;
+}
+
+// The WAN watcher probes once a second while a session is open, so how many of
+// its calls a run makes depends on how long it takes: they are left out.
+bool watcher_probe(const std::string& call) { return call == "ping -c 6 8.8.8.8" || call == "sys portspeed 4"; }
+
+// Waits until the call log has stood still for 1.5 s (the apply a second after a
+// Wi-Fi or WAN set has run), at most half a minute.
+void wait_quiet(const test::SimGateway& gateway) {
+  std::size_t lines = 0;
+  int still = 0;
+  test::eventually(
+      [&] {
+        const std::size_t now = gateway.calls().size();
+        still = now == lines ? still + 1 : 0;
+        lines = now;
+        return still >= 150;  // polled every 10 ms: 1.5 s
+      },
+      std::chrono::seconds(30));
+}
+
+std::vector<std::string> example_names() {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(PEMO_SOURCE_DIR "/examples"))
+    if (entry.path().extension() == ".batch") names.push_back(entry.path().stem());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Each example, run by pemo-cli on a freshly seeded gateway, leaves exactly its
+// checked-in transcript: the replies and exit status, the platform calls, and
+// what changed in the configuration, the lists, /tmp and the probe database.
+// `scripts/examples.sh --update` writes the transcripts anew.
+class ExampleTranscript : public testing::TestWithParam<std::string> {};
+
+TEST_P(ExampleTranscript, IsReproducedExactly) {
   PEMO_REQUIRE_SANDBOX();
   test::SimGateway gateway;
   ASSERT_TRUE(gateway.start({}, true));
-  int examples = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(PEMO_SOURCE_DIR "/examples")) {
-    if (entry.path().extension() != ".batch") continue;
-    ++examples;
-    int status = 0;
-    const std::string out = cli("--compact batch examples/" + entry.path().filename().string(), status);
-    EXPECT_EQ(status, 0) << entry.path() << "\n" << out << test::read_file("/tmp/stderr");
-    EXPECT_NE(out.find("{\"Device\":"), std::string::npos) << entry.path();
-  }
-  EXPECT_GE(examples, 11);
+  wait_quiet(gateway);  // the start-up check's connection has had its WAN probes
+  const State before = state_of(gateway);
+  int status = 0;
+  const std::string out = cli("--compact batch examples/" + GetParam() + ".batch", status);
+  wait_quiet(gateway);
+  std::string calls;
+  for (const std::string& call : gateway.calls())
+    if (!watcher_probe(call)) calls += call + "\n";
+  const std::string transcript = placeholders("== replies (exit " + std::to_string(status) + ")\n" + out +
+                                              "== messages\n" + test::read_file("/tmp/stderr") +
+                                              "== platform calls\n" + calls + "== changes\n" +
+                                              state_diff(before, state_of(gateway)));
+  const std::string path = PEMO_SOURCE_DIR "/examples/" + GetParam() + ".transcript";
+  if (std::getenv("PEMO_UPDATE_TRANSCRIPTS") != nullptr) test::write_file(path, transcript);
+  EXPECT_EQ(transcript, test::read_file(path)) << "scripts/examples.sh --update rewrites it; review its diff";
 }
+
+INSTANTIATE_TEST_SUITE_P(Examples, ExampleTranscript, testing::ValuesIn(example_names()),
+                         [](const testing::TestParamInfo<std::string>& example) {
+                           std::string name = example.param;
+                           std::replace(name.begin(), name.end(), '-', '_');
+                           return name;
+                         });
 
 // Without an address, discovery asks every local network, as the application
 // does: here a LAN of the test's own network namespace.
