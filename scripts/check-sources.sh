@@ -12,21 +12,6 @@ if hits=$(git grep -nE 'json_object_get_(string|int|int64|double|boolean)\b' -- 
   status=1
 fi
 
-# Every mutation of scripts/mutants.txt still names text that occurs exactly once
-# in its file, so that a refactor cannot quietly leave the mutation run broken.
-if stale=$(perl -ne '
-	next if /^#/ || !/\S/;
-	chomp; my ($label, $subsystem, $file, $text) = split /\t/;
-	$text =~ s/\@NL\@/\n/g;
-	open my $in, "<", $file or do { print "$label: no file $file\n"; next };
-	local $/; my $source = <$in>;
-	my $count = () = $source =~ /\Q$text\E/g;
-	print "$label: its text occurs $count times in $file\n" if $count != 1;
-' scripts/mutants.txt) && [ -n "$stale" ]; then
-  printf 'stale mutations in scripts/mutants.txt:\n%s\n' "$stale" >&2
-  status=1
-fi
-
 # The layers of src/, lowest first: a folder includes only from its own layer and
 # those below it (README, "How the parts fit").
 layers=(wire platform contract info firmware diag control wifi quicksetup request core)

@@ -1,68 +1,76 @@
 #!/usr/bin/env bash
-# Measures what the test suite catches. Each source mutation of
-# scripts/mutants.txt is applied in turn, the tree in build-mutants is rebuilt
-# incrementally, and the tests labelled with the mutated subsystem (its
-# end-to-end tests among them) run: the mutation is killed when one fails,
-# survived when all pass, stillborn when it does not build. The source is put
+# Measures what the test suite catches with mutations it did not choose.
+# scripts/mutants.pl lists every one-line mutation of src/ and tools/ (six
+# classes: comparisons, bounds, inverted conditions, swapped literals, deleted
+# calls, replaced statuses); a seeded sample takes an equal share of each class.
+# Each mutation is applied in turn, the tree in build-mutants is rebuilt
+# incrementally, and the tests of the mutated folder run (every test for the
+# lowest layers, which all the others rest on; end-to-end tests carry their
+# subsystems' labels), stopping at the first failure: killed when one fails,
+# survived when all pass, not built when it does not compile. The source is put
 # back after each one, and on any exit.
-#   MUTANTS=N        run a fixed sample of N mutations (seeded by MUTANTS_SEED, default 1)
-#   MUTANTS_ONLY=L   run only the mutation labelled L
+#   MUTANTS=N        the sample's size (default 60)
+#   MUTANTS_SEED=S   its seed (default: today's date, so each day samples anew)
 source "$(dirname "$0")/common.sh"
 install_packages
-list="$ROOT/scripts/mutants.txt"
+count=${MUTANTS:-60}
+seed=${MUTANTS_SEED:-$(date +%Y%m%d)}
 dir="$ROOT/build-mutants"
 log="$dir/mutants.log"
 build "$dir" >/dev/null
 : >"$log"
+echo "mutants: seed $seed, $count mutations"
 
-# The selected lines of the list, in list order.
-selected=$(perl -e '
+cd "$ROOT"
+selected=$(perl scripts/mutants.pl $(git ls-files 'src/*.cpp' 'tools/*.cpp') | perl -e '
 	use List::Util qw(shuffle);
-	my ($count, $seed, $only) = @ARGV;
-	my @lines = grep { !/^#/ && /\S/ } <STDIN>;
-	@lines = grep { (split /\t/)[0] eq $only } @lines if length $only;
-	if ($count > 0 && $count < @lines) {
-		srand($seed);
-		my %keep = map { $_ => 1 } (shuffle(0 .. $#lines))[0 .. $count - 1];
-		@lines = @lines[grep { $keep{$_} } 0 .. $#lines];
+	my ($count, $seed) = @ARGV;
+	my %by_class;
+	while (<STDIN>) { my $class = (split /\t/)[2]; push @{$by_class{$class}}, $_; }
+	srand($seed);
+	my @classes = sort keys %by_class;
+	my %pools = map { $_ => [shuffle @{$by_class{$_}}] } @classes;
+	my @picked;
+	while (@picked < $count && grep { @{$pools{$_}} } @classes) {
+		for my $class (@classes) { push @picked, shift @{$pools{$class}} if @{$pools{$class}} && @picked < $count; }
 	}
-	print @lines;
-' "${MUTANTS:-0}" "${MUTANTS_SEED:-1}" "${MUTANTS_ONLY:-}" <"$list")
-[ -n "$selected" ] || { echo "mutants: nothing selected" >&2; exit 2; }
+	print @picked;
+' "$count" "$seed")
+[ -n "$selected" ] || { echo "mutants: nothing to mutate" >&2; exit 2; }
 
-backup=
+# The test labels of a source folder: its subsystem's own, or every test for the
+# layers below the handlers.
+labels() {
+	case $1 in
+	src/wire/* | src/platform/* | src/contract/* | tools/uci/*) echo '.*' ;;
+	tools/pemo-cli/*) echo '(^|:)(tools)(:|$)' ;;
+	src/*) local folder=${1#src/}; echo "(^|:)(${folder%%/*})(:|\$)" ;;
+	esac
+}
+
+backup= original=
 restore() { [ -n "$backup" ] && cp "$backup" "$original" && rm -f "$backup"; backup=; }
 trap restore EXIT
 
-# Replaces the one occurrence of TEXT in FILE ("@NL@" is a line break).
-mutate() {
-	perl -e '
-		my ($file, $text, $replacement) = @ARGV;
-		s/\@NL\@/\n/g for $text, $replacement;
-		local $/; open my $in, "<", $file or die; my $source = <$in>; close $in;
-		my $count = () = $source =~ /\Q$text\E/g;
-		die "mutants: \"$text\" occurs $count times in $file\n" if $count != 1;
-		$source =~ s/\Q$text\E/$replacement/;
-		open my $out, ">", $file or die; print $out $source; close $out;
-	' "$1" "$2" "$3"
-}
-
-killed=0 survived=0 stillborn=0
-while IFS=$'\t' read -r label subsystem file text replacement; do
+killed=0 survived=0 unbuilt=0
+while IFS=$'\t' read -r file line class mutated; do
 	original="$ROOT/$file"
 	backup=$(mktemp)
 	cp "$original" "$backup"
-	mutate "$original" "$text" "$replacement"
+	LINE=$line TEXT=$mutated perl -i -pe 'if ($. == $ENV{LINE}) { $_ = "$ENV{TEXT}\n" }' "$original"
+	printf '== %s:%s %s\n%s\n' "$file" "$line" "$class" "$mutated" >>"$log"
 	if ! cmake --build "$dir" -j"$(nproc)" >>"$log" 2>&1; then
-		verdict=stillborn; stillborn=$((stillborn + 1))
-	elif (cd "$dir" && ctest -L "(^|:)($subsystem)(:|\$)" -j"$(nproc)" --timeout 120 --stop-on-failure >>"$log" 2>&1); then
+		verdict="not built"; unbuilt=$((unbuilt + 1))
+	elif (cd "$dir" && ctest -L "$(labels "$file")" -j"$(nproc)" --timeout 120 --stop-on-failure >>"$log" 2>&1); then
 		verdict=survived; survived=$((survived + 1))
 	else
 		verdict=killed; killed=$((killed + 1))
 	fi
 	restore
-	printf '%-26s %-10s %s\n' "$label" "$subsystem" "$verdict"
+	printf '%-9s %-8s %s:%s  %s\n' "$verdict" "$class" "$file" "$line" "$(echo "$mutated" | sed 's/^[[:space:]]*//' | cut -c1-90)"
 done <<<"$selected"
 # The tree is left built from the unchanged source.
 cmake --build "$dir" -j"$(nproc)" >>"$log" 2>&1
-printf 'mutants: %d killed, %d survived, %d stillborn (details in %s)\n' "$killed" "$survived" "$stillborn" "$log"
+built=$((killed + survived))
+printf 'mutants: seed %s: %d killed, %d survived, %d not built; %d%% of the built killed (details in %s)\n' \
+	"$seed" "$killed" "$survived" "$unbuilt" "$((built > 0 ? 100 * killed / built : 0))" "$log"

@@ -42,22 +42,6 @@ TEST_F(Rules, RuleValuesAreStoredExactlyAndReadBack) {
   EXPECT_EQ(option("parental.rule1.name"), std::string(97, 'n'));
 }
 
-TEST_F(Rules, BlockingWritesThreeRulesCommittedByTheAgent) {
-  ASSERT_EQ(cfg_set("firewall.general.NextRulePos", "5"), 0);
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"EndDevCtrl_Blocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", true).front(), '{');
-  const char* protocols[] = {"TCP", "UDP", "ICMP"};
-  for (int n = 5; n <= 7; ++n) {
-    const std::string rule = "firewall.rule" + std::to_string(n);
-    EXPECT_EQ(options({rule + ".protocol", rule + ".CurPos", rule + ".mac_address"}),
-              protocols[n - 5] + (" | " + std::to_string(n)) + " | a4:5e:60:11:22:33");
-  }
-  EXPECT_EQ(options({"firewall.general.rules_count", "firewall.general.NextRulePos"}), "7 | 8");
-  EXPECT_EQ(test::read_file("/tmp/.uci/firewall"), "") << "everything committed";
-  EXPECT_TRUE(ran("/sbin/uci_apply 'firewall'"));
-  EXPECT_EQ(walk(R"({"Hosts":{"Host":{"i4":{"X_Halvo_Blocking":""},"i5":{"X_Halvo_Blocking":""}}}})", false),
-            R"({"Hosts":{"Host":{"i4":{"X_Halvo_Blocking":"Blocking"},"i5":{"X_Halvo_Blocking":"Non-Blocking"}}}})");
-}
-
 TEST_F(Rules, UnblockingMarksEveryRuleOfTheMacOnly) {
   ASSERT_EQ(cfg_set("firewall.general.NextRulePos", "1"), 0);
   walk(R"({"X_Halvo_Ext":{"EndDevCtrl_Blocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", true);

@@ -161,15 +161,6 @@ TEST_F(Session, UnusablePasswordsAnswerMinus20WithTheRequestTypeAndOneCharacterI
   EXPECT_EQ(peer.reply("7"), R"(1/6: { "Device": { "WiFi": { "RadioNumberOfEntries": 2 } } })");
 }
 
-TEST_F(Session, WifiSetAnswersBracesAndCloses) {
-  Peer peer;
-  peer.request(kTypeParamSet, R"({"Device":{"Hosts":{}}})");
-  EXPECT_EQ(peer.reply(), R"(1/8: { "Device": { "Hosts": { } } })");
-  peer.request(kTypeParamSet, R"({"Device":{"WiFi":{"RadioNumberOfEntries":2}}})");
-  EXPECT_EQ(peer.reply(), "1/8: {}");
-  EXPECT_TRUE(peer.closed_by_agent());
-}
-
 // While an update runs the key comes from the cache, filled by the request that
 // started it even when that request's reply carried no payload.
 TEST_F(Session, AnUpdateKeepsTheKeyOfTheRequestThatStartedIt) {

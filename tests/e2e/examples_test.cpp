@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <map>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,6 +15,8 @@
 
 namespace pemo {
 namespace {
+
+using namespace std::chrono_literals;
 
 // The output of pemo-cli run with `arguments` from the source folder (its
 // standard error in /tmp/stderr), and its exit status.
@@ -48,32 +49,16 @@ State state_of(const test::SimGateway& gateway) {
   return state;
 }
 
-std::vector<std::string> lines_of(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  return lines;
-}
-
-// A line diff ("-" gone, "+" new), by the longest common subsequence.
-std::string line_diff(const std::string& before, const std::string& after) {
-  const std::vector<std::string> a = lines_of(before), b = lines_of(after);
-  std::vector<std::vector<int>> common(a.size() + 1, std::vector<int>(b.size() + 1, 0));
-  for (std::size_t i = a.size(); i-- > 0;)
-    for (std::size_t j = b.size(); j-- > 0;)
-      common[i][j] = a[i] == b[j] ? common[i + 1][j + 1] + 1 : std::max(common[i + 1][j], common[i][j + 1]);
-  std::string diff;
-  std::size_t i = 0, j = 0;
-  while (i < a.size() || j < b.size()) {
-    if (i < a.size() && j < b.size() && a[i] == b[j]) {
-      ++i, ++j;
-    } else if (j < b.size() && (i == a.size() || common[i][j + 1] >= common[i + 1][j])) {
-      diff += "+" + b[j++] + "\n";
-    } else {
-      diff += "-" + a[i++] + "\n";
-    }
-  }
-  return diff;
+// A line diff ("-" gone, "+" new), as diff(1) finds it.
+std::string line_diff(std::string before, std::string after) {
+  for (std::string* text : {&before, &after})
+    if (!text->empty() && text->back() != '\n') *text += '\n';
+  test::write_file("/tmp/before", before);
+  test::write_file("/tmp/after", after);
+  return posix_runner()
+      .execute({"diff --old-line-format='-%L' --new-line-format='+%L' --unchanged-line-format='' /tmp/before /tmp/after",
+                true, 1 << 20, std::chrono::seconds(10)})
+      .output;
 }
 
 std::string state_diff(const State& before, const State& after) {
@@ -101,21 +86,6 @@ std::string placeholders(std::string text) {
 // its calls a run makes depends on how long it takes: they are left out.
 bool watcher_probe(const std::string& call) { return call == "ping -c 6 8.8.8.8" || call == "sys portspeed 4"; }
 
-// Waits until the call log has stood still for 1.5 s (the apply a second after a
-// Wi-Fi or WAN set has run), at most half a minute.
-void wait_quiet(const test::SimGateway& gateway) {
-  std::size_t lines = 0;
-  int still = 0;
-  test::eventually(
-      [&] {
-        const std::size_t now = gateway.calls().size();
-        still = now == lines ? still + 1 : 0;
-        lines = now;
-        return still >= 150;  // polled every 10 ms: 1.5 s
-      },
-      std::chrono::seconds(30));
-}
-
 std::vector<std::string> example_names() {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(PEMO_SOURCE_DIR "/examples"))
@@ -134,11 +104,11 @@ TEST_P(ExampleTranscript, IsReproducedExactly) {
   PEMO_REQUIRE_SANDBOX();
   test::SimGateway gateway;
   ASSERT_TRUE(gateway.start({}, true));
-  wait_quiet(gateway);  // the start-up check's connection has had its WAN probes
+  gateway.wait_quiet(1500ms);  // the start-up check's connection has had its WAN probes
   const State before = state_of(gateway);
   int status = 0;
   const std::string out = cli("--compact batch examples/" + GetParam() + ".batch", status);
-  wait_quiet(gateway);
+  gateway.wait_quiet(1500ms);  // the apply a second after a Wi-Fi or WAN set has run
   std::string calls;
   for (const std::string& call : gateway.calls())
     if (!watcher_probe(call)) calls += call + "\n";

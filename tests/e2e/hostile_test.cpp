@@ -20,6 +20,8 @@
 namespace pemo {
 namespace {
 
+using namespace std::chrono_literals;
+
 class Hostile : public testing::Test {
  protected:
   void SetUp() override {
@@ -51,21 +53,6 @@ class Hostile : public testing::Test {
     }
   }
 
-  // Waits until the call log has stood still for two seconds (workers that
-  // requests started, such as a firmware upgrade, have finished), at most a minute.
-  void wait_quiet() const {
-    using namespace std::chrono_literals;
-    std::size_t lines = 0;
-    int still = 0;
-    for (int round = 0; still < 8 && round < 240; ++round) {
-      std::this_thread::sleep_for(250ms);
-      const std::size_t now = gateway_.calls().size();
-      still = now == lines ? still + 1 : 0;
-      lines = now;
-    }
-    if (still < 8) ADD_FAILURE() << "the gateway kept calling tools for a minute";
-  }
-
   test::SimGateway gateway_;
   int requests_ = 0;
 };
@@ -79,7 +66,7 @@ TEST_F(Hostile, ValuesAtEveryTextLeafRunNothingEndToEnd) {
                                      "\"; $(touch /tmp/pwned) `touch /tmp/pwned`; \""};
   if (test::kSanitizedBuild) values.resize(1);
   sweep(values);
-  wait_quiet();
+  EXPECT_TRUE(gateway_.wait_quiet(2s)) << "the gateway kept calling tools for a minute";
 
   EXPECT_FALSE(test::file_exists(gateway_.path(test::kCanary))) << "a hostile value ran a command";
   EXPECT_EQ(gateway_.sql("SELECT type, name, sql FROM sqlite_master ORDER BY name;"), schema);

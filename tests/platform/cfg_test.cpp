@@ -74,37 +74,6 @@ TEST_F(Cfg, SetWhoseCommitFailsIsCommitFailed) {
   EXPECT_EQ(test::read_file("/etc/config/system").find("'x'"), std::string::npos);
 }
 
-// The agent and the platform's own tool commit their own options to one package
-// at the same time: every change lands, and both read the file that results.
-TEST_F(Cfg, CommitsBesideThePlatformToolLoseNothing) {
-  const std::string tool = PEMO_PLATFORM_UCI "/bin/uci";
-  PEMO_REQUIRE(test::file_exists(tool), "no platform uci tool: build it from ../shared/third_party");
-  constexpr int kEach = 100;  // the tool's rounds
-  const std::string loop = "LD_LIBRARY_PATH=" PEMO_PLATFORM_UCI "/lib; export LD_LIBRARY_PATH; i=1; while [ $i -le " +
-                           std::to_string(kEach) + " ]; do " + tool + " set system.main.t$i=$i && " + tool +
-                           " commit system || exit 1; i=$((i + 1)); done";
-  int tool_status = -1;
-  std::atomic<bool> tool_done = false;
-  std::thread platform([&] {
-    tool_status = shell_run(loop, std::chrono::minutes(1));
-    tool_done = true;
-  });
-  int sets = 0;  // the agent commits for as long as the tool does
-  while (!tool_done) {
-    ++sets;
-    EXPECT_EQ(cfg_set("system.main.a" + std::to_string(sets), std::to_string(sets)), 0);
-  }
-  platform.join();
-  ASSERT_EQ(tool_status, 0);
-  const std::string shown = shell_capture("LD_LIBRARY_PATH=" PEMO_PLATFORM_UCI "/lib " + tool + " show system").output;
-  for (const auto& [who, count] : {std::pair{"a", sets}, std::pair{"t", kEach}}) {
-    for (int k = 1; k <= count; ++k) {
-      const std::string name = "system.main." + std::string(who) + std::to_string(k);
-      EXPECT_EQ(get(name), "0 " + std::to_string(k));
-      EXPECT_NE(shown.find(name + "='" + std::to_string(k) + "'\n"), std::string::npos) << name;
-    }
-  }}
-
 TEST_F(Cfg, ApplyRunsThePlatformCommandForAnExistingPackage) {
   test::RecordingRunner recorder;
   ScopedRunner scoped(recorder);

@@ -97,6 +97,19 @@ std::vector<std::string> SimGateway::calls() const {
   return lines;
 }
 
+bool SimGateway::wait_quiet(std::chrono::milliseconds still) const {
+  std::size_t lines = calls().size();
+  auto since = std::chrono::steady_clock::now();
+  return eventually(
+      [&] {
+        const std::size_t now = calls().size();
+        if (now != lines) since = std::chrono::steady_clock::now();
+        lines = now;
+        return std::chrono::steady_clock::now() - since >= still;
+      },
+      std::chrono::minutes(1));
+}
+
 bool SimGateway::called(const std::string& line) const {
   for (const std::string& call : calls())
     if (call == line) return true;

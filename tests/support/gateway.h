@@ -47,6 +47,9 @@ class SimGateway {
   void knob(const std::string& name, const std::string& value) const;
   // The platform calls made so far, one line each.
   std::vector<std::string> calls() const;
+  // Waits until the call log has stood still for `still` (workers that requests
+  // started have finished), at most a minute: whether it did.
+  bool wait_quiet(std::chrono::milliseconds still) const;
   bool called(const std::string& line) const;
   // Runs a shell command inside the gateway; its output (at most 4 MiB).
   std::string run(const std::string& command, std::chrono::seconds bound = std::chrono::seconds(30)) const;

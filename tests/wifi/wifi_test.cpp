@@ -60,18 +60,6 @@ TEST_F(Wifi, UnreadableEncryptionFailsEveryMember) {
   EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":""}}})"), R"({"SSID":{"i1":{"SSID":"from-file"}}})");
 }
 
-TEST_F(Wifi, SsidOnBothRadiosGetsTheSuffixAndMarks) {
-  EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":"My Net $(id) `x`; 'q'"}}})", true),
-            R"({"SSID":{"i1":{"SSID":"My Net $(id) `x`; 'q'"}}})");
-  EXPECT_EQ(iface(0, {"ssid"}) + " / " + iface(4, {"ssid"}), "My Net $(id) `x`; 'q' / My Net $(id) `x`; 'q'.speed");
-  EXPECT_EQ(test::read_file("/tmp/wifi24G_Apply") + test::read_file("/tmp/wifi5G_Apply") +
-                test::read_file("/tmp/wifi5G_macfilter_Apply"),
-            "ath0\nath10\nath10\n");
-  EXPECT_EQ(options({"wps.wps.conf", "wps5G.wps.conf"}), "1 | 1");
-  // Nothing reached a shell but the WPS watcher stop of entering "WiFi".
-  EXPECT_EQ(runner_.commands(), test::kWpsWatcherStops);
-}
-
 TEST_F(Wifi, KeyWriteSwitchesToWpa2OnTheChosenRadioAndAGuestKeyIsTakenWhole) {
   ASSERT_EQ(cfg_set("wireless.@wifi-iface[4].encryption", "NONE"), 0);
   wifi(R"({"AccessPoint":{"i1":{"Security":{"CheckFreqBand":"5G","ModeEnabled":"WPA2-Personal","PreShareKey":"\"k3y\""}}}})",
@@ -94,18 +82,14 @@ TEST_F(Wifi, RefusedValues) {
             R"({"SSID":{"i1":{"CheckFreqBand":"24G","SSID":")" + std::string(127, 's') + R"("}}})");
 }
 
-// Minutes restart the timer with the hours sent before them (or in an earlier
-// request); a script that did not end by itself is no started timer.
-TEST_F(Wifi, GuestTimerRestartsWithHoursThenMinutes) {
-  const std::string timer = R"({"X_Halvo_GuestAP":{"Timer":{"Hours":2,"Minutes":30}}})";
-  EXPECT_EQ(wifi(timer, true), timer);
-  EXPECT_EQ(runner_.commands(2), (std::vector<std::string>{
-                                     "/bin/removeGuestWifiBonus.sh remove_rule 3 24G",
-                                     "/bin/removeGuestWifiBonus.sh remove_rule 3 5G",
-                                     "/bin/addGuestWifiBonus.sh 3 24G 2:30", "/bin/addGuestWifiBonus.sh 3 5G 2:30"}));
+// Minutes restart the timer with the hours sent before them, in an earlier
+// request here (the guest example shows the commands); a script that did not
+// end by itself is no started timer.
+TEST_F(Wifi, GuestTimerThatDidNotStartIsAnError) {
+  wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Hours":2}}})", true);
   runner_.answer("addGuestWifiBonus.sh 3 5G", ShellResult{-1, true, {}});
   EXPECT_EQ(wifi(R"({"X_Halvo_GuestAP":{"Timer":{"Minutes":5}}})", true), "<-26>");
-  EXPECT_EQ(runner_.commands(7).back(), "/bin/addGuestWifiBonus.sh 3 5G 2:5");
+  EXPECT_EQ(runner_.commands().back(), "/bin/addGuestWifiBonus.sh 3 5G 2:5");
 }
 
 TEST_F(Wifi, ConfigPasswordIsStoredWholeAndApplied) {
