@@ -8,7 +8,7 @@ build "$BUILD_DIR" -- pemo-cli sim-root
 cli=$BUILD_DIR/tools/pemo-cli
 cat <<EOT
 Simulated gateway starting (password 5927, the factory default). From another terminal:
-  $cli get Device.WiFi.SSID.1.SSID          # see the README's guide for more
+  $cli get Device.WiFi.SSID.1.SSID          # see docs/protocol.md for more
   $cli hosts
   scripts/gateway-ctl.sh log -f              # the gateway's syslog
   scripts/gateway-ctl.sh calls -f            # every platform call the agent makes

@@ -55,10 +55,5 @@ ConnectionRecord* own_connection_record() {
   return connection_record_find(std::this_thread::get_id());
 }
 
-std::size_t connection_record_count() {
-  auto& list = connection_list();
-  std::lock_guard lock(list.mutex);
-  return list.records.size();
-}
 
 }  // namespace pemo

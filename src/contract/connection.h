@@ -53,7 +53,5 @@ void connection_record_remove(std::thread::id owner);
 // The first record of `owner`, or nullptr. The record stays valid until its owner
 // removes it, and only its owner thread may use it.
 ConnectionRecord* connection_record_find(std::thread::id owner);
-// Number of records in the list.
-std::size_t connection_record_count();
 
 }  // namespace pemo

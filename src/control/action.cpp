@@ -124,7 +124,7 @@ constexpr ActionRow kActions[] = {
 // The member's name plays no part: the bound node decides.
 int action_param_handler(std::string_view, std::string_view raw_value, ParseContext& context) {
   const std::string_view value = cut_at_quotes(raw_value);
-  if (context.is_set() && value.empty()) return kEmptySetValue;
+  if (context.is_set() && value.empty()) return kValueRefused;
   for (const ActionRow& row : kActions) {
     if ((row.parent != kAny && row.parent != context.node_parent) || (row.node != kAny && row.node != context.node_index))
       continue;

@@ -96,11 +96,11 @@ int set_approval_switch(int value) {
   // The option mirrors the switch for readers; the tool's answer decides the status.
   static_cast<void>(cfg_set("wireless.wifi.ApproveFlag", std::to_string(value)));
   // The tool answers at once; a run that did not end by itself leaves no answer.
-  if (!ran_to_end(shell_run("hv1905App 16 " + std::to_string(value), kMeshToolBound))) return kToolFailed;
+  if (!ran_to_end(shell_run("hv1905App 16 " + std::to_string(value), kMeshToolBound))) return kActionFailed;
   if (!file_exists(kMeshToolAnswer)) return kFileError;
   std::string first;
-  if (!mesh_tool_answer(first, 3)) return kToolFailed;  // no line at all; an empty first line reads as 0
-  return leading_decimal(first) == 0 ? 0 : kToolFailed;
+  if (!mesh_tool_answer(first, 3)) return kActionFailed;  // no line at all; an empty first line reads as 0
+  return leading_decimal(first) == 0 ? 0 : kActionFailed;
 }
 
 // A MAC for the list files and the database: no longer than its field and free of

@@ -58,16 +58,16 @@ ByTimeSlots& by_time_slots() { return process_lifetime<ByTimeSlots>(); }
 }  // namespace
 
 int dev_Ctrl(DevCtrlAction action, std::string_view value, std::chrono::milliseconds answer_wait) {
-  if (action != kAutoConfigSwitch && isL2AlMac(value) != 1) return kUnknownExtender;
+  if (action != kAutoConfigSwitch && isL2AlMac(value) != 1) return kActionFailed;
   const std::string command = command_for(action, shell_quote(value));
   // The tool hands the request to the extender and returns; the answer comes in a
   // file. A run that did not end by itself has no answer to wait for.
   const int status = shell_run(command, kMeshToolBound);
   std::printf("%s : syscmd %s\n", "dev_Ctrl", command.c_str());
-  if (!ran_to_end(status)) return kToolFailed;
+  if (!ran_to_end(status)) return kActionFailed;
   clock_sleep(std::chrono::seconds(1));
   std::string answer;
-  if (!wait_for_answer(answer_wait, answer) || answer.find("00") == std::string::npos) return kToolFailed;
+  if (!wait_for_answer(answer_wait, answer) || answer.find("00") == std::string::npos) return kActionFailed;
   if (action == kAutoConfigSwitch) {
     const char* state = value == "0" ? "0" : "1";
     // The tool has switched already: these options only mirror its state for readers.
@@ -88,7 +88,7 @@ int autocfg_by_time(int node_index, std::string_view value) {
     default: return kNothingHere;
   }
   // A value that does not fit its slot is refused rather than cut into another one.
-  if (value.size() > kSlotSize) return kValueTooLong;
+  if (value.size() > kSlotSize) return kValueRefused;
   slot->assign(value);
   if (node_index != node::kByTimeTime) return 0;
   // Empty slots leave their words out, as an unfilled slot does.

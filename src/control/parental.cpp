@@ -86,7 +86,7 @@ int parental_rule_value_set(std::string_view name, std::string_view value, Parse
   } else {
     command = "uci set " + r + "." + option + "=" + shell_quote(value);
   }
-  if (command.size() > kMaxCommand) return kValueTooLong;
+  if (command.size() > kMaxCommand) return kValueRefused;
   if (!command.empty()) shell_fire(command);
   shell_fire("uci commit parental");
   if (name == "Delete" || name == "Enable" || name == "TimeStopMin") {

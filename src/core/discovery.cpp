@@ -67,8 +67,6 @@ void load_manufacturing(ManufacturingCache& info) {
   info.loaded = true;
 }
 
-bool direct_connection(std::string_view) { return false; }
-
 }  // namespace
 
 Manufacturing parse_manufacturing(std::string_view text) {
@@ -173,7 +171,9 @@ int doDevDiscoverReq(std::string_view payload, std::string& reply) {
   }
   JsonPtr document(json_tokener_parse(kReplyTemplate));
   DeviceIdentity identity;
-  deviceInfoGet(identity);
+  // The app is answered with what could be read: a system package that cannot be
+  // read leaves the mode empty and the flags 0, as the protocol has it.
+  static_cast<void>(deviceInfoGet(identity));
   json_object* root = document.get();
   struct Member {
     const char* name;
@@ -189,7 +189,7 @@ int doDevDiscoverReq(std::string_view payload, std::string& reply) {
       {"WIFIConfigFlag", {}, identity.wifi_config_flag},
       {"GatewayAPautoconfigEnable", {}, identity.gateway_ap_autoconfig},
       {"LoginFlag", {}, identity.login_flag},
-      {"DirectConnect", {}, direct_connection({}) ? 1 : 0},
+      {"DirectConnect", {}, 0},  // this gateway has no direct-connection mode
       {"UserConfigFlag", {}, identity.user_config_flag},
   };
   // Every member named here stands in the template with its type: none can be missing.
@@ -198,7 +198,7 @@ int doDevDiscoverReq(std::string_view payload, std::string& reply) {
   reply = json_object_to_json_string(root);
   log_msg(kLogInfo, "%s : payload: %s\n", "doDevDiscoverReq", reply.c_str());
   log_msg(kLogDebug, "%s : payload Length: %d\n", "doDevDiscoverReq", static_cast<int>(reply.size()));
-  if (reply.size() > kMaxPayload) return kStatusReplyTooLong;
+  if (reply.size() > kMaxPayload) return kStatusBadLength;
   return static_cast<int>(reply.size());
 }
 

@@ -32,7 +32,7 @@ struct DeviceIdentity {
 
 // Fills the identity. The result of the last UCI read: negative when the mode or
 // the quick-setup option cannot be read (the fields after it stay zero).
-int deviceInfoGet(DeviceIdentity& identity);
+[[nodiscard]] int deviceInfoGet(DeviceIdentity& identity);
 
 // Replaces the value of the first member called `name` (depth-first) with a new
 // value of the same JSON type: `number` for integers and booleans, `text` for

@@ -95,7 +95,7 @@ int tcp_msg_recv(int sock, FrameHeader& header, MessageBuffer& buffer) {
   header = decode_header(bytes);
   if (n < 0) {
     if (errno == EAGAIN) return 1;
-    send_error(sock, header, kStatusReceive);
+    send_error(sock, header, kActionFailed);
     return -1;
   }
   if (n == 0) return 1;
@@ -116,7 +116,7 @@ int tcp_msg_recv(int sock, FrameHeader& header, MessageBuffer& buffer) {
         log_msg(kLogErr, "%s : Payload length is %d\n", "tcp_msg_recv", header.length);
         log_msg(kLogErr, "%s : recv_len is 0\n", "tcp_msg_recv");
       }
-      send_error(sock, header, kStatusReceive);
+      send_error(sock, header, kActionFailed);
       return -1;
     }
     received += static_cast<std::size_t>(n);

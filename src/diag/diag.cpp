@@ -35,9 +35,6 @@ struct DiagSession {
   JsonPtr trace_results;   // traceroute hops
   JsonPtr route_results;   // routing table
   std::string trace_host;  // at most 31 characters
-  int trace_tries = 0;
-  int trace_timeout = 0;
-  int trace_max_hops = 0;
 };
 
 // The calling connection's diagnostics, or nullptr (with a message) outside one.
@@ -50,7 +47,7 @@ DiagSession* own_diag(const char* caller) {
   return &record->diag.get<DiagSession>();
 }
 
-// The hop count, or kTraceIncomplete when the tool was cut at its bound.
+// The hop count, or kActionFailed when the tool was cut at its bound.
 int do_traceroute(DiagSession& record) {
   std::string output;
   bool have_output;
@@ -59,7 +56,7 @@ int do_traceroute(DiagSession& record) {
     // The host is one quoted argument: no character of it reaches the shell.
     const int status = shell_run("traceroute -q 1 " + shell_quote(record.trace_host) + " > /tmp/tracert",
                                  kTracerouteBound);
-    if (status < 0) return kTraceIncomplete;
+    if (status < 0) return kActionFailed;
     have_output = read_text_file("/tmp/tracert", output);
   }
   if (!have_output) return 0;
@@ -81,6 +78,8 @@ int ip_traceroute(std::string_view name, std::string_view value, ParseContext& c
   std::string& text = context.text;
   DiagSession* record = own_diag("ip_traceroute");
   if (record == nullptr) return 0;
+  // NumberOfTries, Timeout and MaxHopCount are accepted and not used: the run
+  // always sends one probe per hop with the tool's own limits.
   if (name == "DiagnosticsState") {
     if (value == "Requested") {
       record->trace_results.reset();
@@ -88,12 +87,6 @@ int ip_traceroute(std::string_view name, std::string_view value, ParseContext& c
     }
   } else if (name == "Host") {
     record->trace_host.assign(value.substr(0, 31));
-  } else if (name == "NumberOfTries") {
-    record->trace_tries = std::atoi(std::string(value).c_str());
-  } else if (name == "Timeout") {
-    record->trace_timeout = std::atoi(std::string(value).c_str());
-  } else if (name == "MaxHopCount") {
-    record->trace_max_hops = std::atoi(std::string(value).c_str());
   } else if (name == "RouteHopsNumberOfEntries") {
     const int hops = do_traceroute(*record);
     if (hops < 0) return hops;

@@ -43,7 +43,7 @@ int download() {
       break;
     }
   }
-  if (locator.empty()) return kBusy;
+  if (locator.empty()) return kActionFailed;
   if (!write_text_file("/tmp/get_online_fw", "downloading")) return kFileError;
   // The locator goes to the tool as one quoted argument (without a line end).
   shell_fire("get_online_fw " + shell_quote(locator) + " &");
@@ -180,10 +180,10 @@ int get_online_info(bool query, std::string& version) {
 
 int fw_upgrade_start() {
   bool expected = false;
-  if (!fw_upgrade_running.compare_exchange_strong(expected, true)) return kBusy;
+  if (!fw_upgrade_running.compare_exchange_strong(expected, true)) return kActionFailed;
   if (spawn_detached(fw_upgrade_worker) != 0) {
     fw_upgrade_running = false;
-    return kBusy;
+    return kActionFailed;
   }
   return 0;
 }

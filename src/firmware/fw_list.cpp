@@ -205,7 +205,7 @@ bool read_member(std::span<const Read> reads, ExtenderFirmware& s, std::string_v
 
 int fw_list_param_handler(std::string_view name, std::string_view raw_value, ParseContext& context) {
   const std::string_view value = cut_at_quotes(raw_value);
-  if (context.is_set()) return value.empty() ? kEmptySetValue : 0;
+  if (context.is_set()) return value.empty() ? kValueRefused : 0;
   ExtenderFirmware& s = state();
   std::lock_guard lock(s.mutex);
   if (!read_member(kListReads, s, name, value, context.text))
@@ -248,7 +248,7 @@ int l2devCtrl_FWcfg_func_set(std::string_view name, std::string_view value) {
   s.fw_option.clear();
   s.fw_additional_option.clear();
   s.fw_additional_url.clear();
-  return fit ? 0 : kValueTooLong;
+  return fit ? 0 : kValueRefused;
 }
 
 int l2devCtrl_FWcfg_func_get(std::string_view name, std::string& text, std::string_view value) {

@@ -221,7 +221,7 @@ int change_host(const std::string& mac, bool name_change, std::string_view value
     sql = "UPDATE Device set HostType=" + std::to_string(type) +
           " where [ALMAC]='" + quoted_mac + "' OR [DevMac]='" + quoted_mac + "';";
   }
-  if (sql.size() >= kStatementCapacity) return kDbFailed;
+  if (sql.size() >= kStatementCapacity) return kUnserved;
   int rc = probe_db_exec(sql);
   const std::string text(value);
   lnwt_updtae_netmap_record(mac.c_str(), name_change ? kNetmapFieldName : kNetmapFieldType,
@@ -243,7 +243,7 @@ constexpr GatewayValue kGatewayValues[] = {
 
 int host_set(std::string_view name, std::string_view raw_value, ParseContext& context) {
   const std::string_view value = cut_at_quotes(raw_value);
-  if (value.empty()) return kEmptySetValue;
+  if (value.empty()) return kValueRefused;
   if (context.node_parent != node::kDevNameChange && context.node_parent != node::kHostTypeChange) return 0;
   HostSession* record = own_hosts();
   if (record == nullptr) return 0;
@@ -350,7 +350,7 @@ void cpu_usage_from(std::string_view line, std::string& text) {
 int host_snapshot_mac(std::string& out, const ParseContext& context) {
   const HostRow host = host_row(context.instance[0] + 1);
   const char* mac = host.cell(host.is(kDevType, "L2Device") ? kAlMac : kDevMac);
-  if (mac == nullptr) return kNoSuchHost;
+  if (mac == nullptr) return kActionFailed;
   out = mac;
   return 0;
 }

@@ -70,7 +70,7 @@ int wifi_setting_flag_set(std::string_view text) {
     unlink(kWifiSettingFlagFile);
     return 0;
   }
-  return kValueNotCarriedOut;
+  return kActionFailed;
 }
 
 }  // namespace pemo

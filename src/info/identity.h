@@ -28,7 +28,7 @@ int gateway_autocfg_get(std::string& out);
 // 1 when the Wi-Fi setting flag file exists.
 [[nodiscard]] int wifi_setting_flag_get();
 // "1": the platform script creates the flag; "0": the flag is removed. 0, or
-// kValueNotCarriedOut for any other text.
+// kActionFailed for any other text.
 [[nodiscard]] int wifi_setting_flag_set(std::string_view text);
 
 }  // namespace pemo

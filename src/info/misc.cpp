@@ -61,7 +61,7 @@ WebServer web_server() {
 }
 
 int web_server_start() {
-  if (web_server().state != ServerState::kStopped) return kBusy;
+  if (web_server().state != ServerState::kStopped) return kActionFailed;
   shell_fire(std::string(kWebServer) + " -p " + std::to_string(kWebServerPort) + " -P " +
             kWebServerPidFile + " &");
   clock_sleep(std::chrono::seconds(2));
@@ -114,9 +114,6 @@ void write_speed_test_urls(std::string_view value) {
   static_cast<void>(write_text_file(kSpeedTestUrlFile, lines));
 }
 
-
-// The node's own argument text is its answer (a count of zero for integer nodes).
-int keep_argument(std::string_view, ParseContext&) { return 0; }
 
 int radio_count(std::string_view, ParseContext& context) {
   context.text = std::to_string(kNumberOfRadios);
@@ -192,8 +189,6 @@ struct MiscRow {
 };
 constexpr MiscRow kMiscRows[] = {
     {"0", radio_count},  // RadioNumberOfEntries
-    {"TOTAL_ASSOCIATION", keep_argument},
-    {"AP_ENTRY_NUM", keep_argument},
     {"GET_SECURITY_MODES", security_modes},
     {"GET_MAGIC_NUM", magic_number},
     {"GET_APP_VER", app_version},

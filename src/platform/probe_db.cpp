@@ -115,7 +115,7 @@ int probe_db_exec(const std::string& sql) {
   std::fprintf(stderr, "\t> CMD: %s , Error: %s\n", sql.c_str(),
                error != nullptr ? error : "database not open");
   sqlite3_free(error);
-  return kDbFailed;
+  return kUnserved;
 }
 
 std::string sql_format(std::string_view statement, std::string_view mac) {

@@ -23,7 +23,6 @@ class QueryTable {
 
   bool empty() const { return result_ == nullptr; }
   int rows() const { return rows_; }  // data rows, the header row not counted
-  int columns() const { return columns_; }
   // Cell of data row `row` (1-based, as the result array counts) at `column`;
   // nullptr for a null cell and for anything outside the result.
   const char* cell(int row, int column) const;
@@ -46,7 +45,7 @@ bool probe_db_ready();
 // The rows of a query, for readers whose answer to a failed query is their answer
 // to no rows: a failure reads as an empty table.
 QueryTable probe_db_rows(const std::string& sql);
-// Runs one statement. 0, or kDbFailed after printing the statement and error.
+// Runs one statement. 0, or kUnserved after printing the statement and error.
 [[nodiscard]] int probe_db_exec(const std::string& sql);
 
 // `text` as an SQL string literal body: single quotes doubled, so it cannot end

@@ -104,10 +104,10 @@ struct Change {
 // Applies one change as the platform's library does. kOk, or the error of a
 // change that cannot apply (a missing section, an invalid type); `changed` tells
 // whether the package differs afterwards, which is when a change is recorded.
-int apply_change(Package& package, const Change& change, bool* changed = nullptr);
+[[nodiscard]] int apply_change(Package& package, const Change& change, bool* changed = nullptr);
 // The same for a caller that knows where the change's section is: the index of
 // the first section of that name, or the number of sections when there is none.
-int apply_change_at(Package& package, std::size_t index, const Change& change, bool* changed = nullptr);
+[[nodiscard]] int apply_change_at(Package& package, std::size_t index, const Change& change, bool* changed = nullptr);
 // The record of a change in a save directory, with its line feed.
 std::string format_change(std::string_view package, const Change& change);
 // How `uci changes` shows a change: "=", "+=" for a list add, "-=" for a list
@@ -123,15 +123,15 @@ std::string anonymous_name(const Package& package, std::string_view type);
 
 // Parses package text (strict: any error refuses the text). kOk, or kErrParse
 // with `error` filled in. A "package" line is checked and otherwise ignored.
-int parse_package(std::string_view text, std::string_view name, Package& out, ParseError& error);
+[[nodiscard]] int parse_package(std::string_view text, std::string_view name, Package& out, ParseError& error);
 // Import: "package" lines start a new package; statements before the first one
 // belong to `name` (empty: none may come first). Not strict: a bad statement is
 // skipped.
-int parse_import(std::string_view text, std::string_view name, std::vector<Package>& out,
+[[nodiscard]] int parse_import(std::string_view text, std::string_view name, std::vector<Package>& out,
                  ParseError& error, bool strict);
 // Merge import: the statements become changes to an existing package, applied
 // to it and returned for staging.
-int parse_merge(std::string_view text, Package& into, std::vector<Change>& changes, ParseError& error,
+[[nodiscard]] int parse_merge(std::string_view text, Package& into, std::vector<Change>& changes, ParseError& error,
                 bool strict);
 // The package as file text (the platform's export form, without its "package"
 // line); anonymous sections carry their generated names when `name_anonymous`.
@@ -152,7 +152,7 @@ struct Path {
   bool has_option = false;
 };
 // kOk, or kErrInval for a malformed path or an invalid name.
-int parse_path(std::string_view text, Path& out);
+[[nodiscard]] int parse_path(std::string_view text, Path& out);
 
 enum class Found { kComplete, kSectionMissing, kOptionMissing };
 struct Resolved {
@@ -172,11 +172,11 @@ struct Dirs {
 // Loads a package with its staged changes applied, reading each file under a
 // shared lock. kOk; kErrNotFound when the package file does not exist; kErrParse
 // (with `error`) or kErrIo otherwise. `staged` receives the changes read.
-int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error = nullptr,
+[[nodiscard]] int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error = nullptr,
                  std::vector<Change>* staged = nullptr);
 // The same, shared instead of copied, for readers that only look. The files are
 // read every time; only their parse is reused, and only for the same bytes.
-int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out,
+[[nodiscard]] int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out,
                 ParseError* error = nullptr);
 
 // Stages one change given by a path: resolves @type[n] to the section's name,
@@ -185,21 +185,21 @@ int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const P
 // recorded. For kSet, an option path sets the option (its section must exist) and
 // a section path creates the section or sets its type. kOk, kErrInval,
 // kErrNotFound, kErrDuplicate (a rename onto an existing name), kErrParse, kErrIo.
-int stage(const Dirs& dirs, Command command, const Path& path, std::string_view value);
-int stage_set(const Dirs& dirs, const Path& path, std::string_view value);
+[[nodiscard]] int stage(const Dirs& dirs, Command command, const Path& path, std::string_view value);
+[[nodiscard]] int stage_set(const Dirs& dirs, const Path& path, std::string_view value);
 // Stages a new anonymous section of `type`; `name` receives its generated name.
-int stage_add(const Dirs& dirs, std::string_view package, std::string_view type, std::string& name);
+[[nodiscard]] int stage_add(const Dirs& dirs, std::string_view package, std::string_view type, std::string& name);
 // Stages changes already applied to a loaded package (a merge import).
-int stage_changes(const Dirs& dirs, std::string_view package, const std::vector<Change>& changes);
+[[nodiscard]] int stage_changes(const Dirs& dirs, std::string_view package, const std::vector<Change>& changes);
 // Merges the staged changes into the package file under an exclusive lock of the
 // package file, writing a new file beside it and renaming it over; then empties
 // the change file. kOk when there were none.
-int commit(const Dirs& dirs, std::string_view package);
+[[nodiscard]] int commit(const Dirs& dirs, std::string_view package);
 // Writes a whole package file, staged changes left alone (an import).
-int write_package(const Dirs& dirs, const Package& package);
+[[nodiscard]] int write_package(const Dirs& dirs, const Package& package);
 // Drops the staged changes of a package, of one section, or of one option.
-int revert(const Dirs& dirs, const Path& path);
-int revert(const Dirs& dirs, std::string_view package);
+[[nodiscard]] int revert(const Dirs& dirs, const Path& path);
+[[nodiscard]] int revert(const Dirs& dirs, std::string_view package);
 // Packages in the config directory, in name order.
 std::vector<std::string> packages(const Dirs& dirs);
 

@@ -15,7 +15,7 @@ constexpr std::size_t kMaxDns = 58;
 
 int wan_dns_write(std::string_view mode, std::string_view value = {}) {
   if (mode == "USER") {
-    if (value.size() > kMaxDns) return kValueTooLong;
+    if (value.size() > kMaxDns) return kValueRefused;
     return cfg_set("network.wan.dns1", "USER," + std::string(value));
   }
   if (mode == "ISP") return cfg_set("network.wan.dns1", "ISP,");
@@ -23,7 +23,7 @@ int wan_dns_write(std::string_view mode, std::string_view value = {}) {
 }
 
 // Both writes go to one package and fail alike: the second one reports for both.
-int set_protocol(const char* proto) {
+[[nodiscard]] int set_protocol(const char* proto) {
   static_cast<void>(cfg_set("network.wan.proto", proto));
   return cfg_set("network.wan.v6_proto", proto);
 }
@@ -70,7 +70,7 @@ void wan_change_prepare() {
 }
 
 int wan_dhcp_write() {
-  set_protocol("dhcp");
+  static_cast<void>(set_protocol("dhcp"));  // `network` too: the DNS write reports for both
   return wan_dns_write("ISP");
 }
 
@@ -80,7 +80,7 @@ int wan_static_write(std::string_view name, std::string_view value) {
 
 int wan_pppoe_write(std::string_view name, std::string_view value) {
   // The link defaults go to the package the DNS write goes to: that write reports for all.
-  set_protocol("pppoe");
+  static_cast<void>(set_protocol("pppoe"));
   static_cast<void>(cfg_set("network.wan.demand", ""));
   static_cast<void>(cfg_set("network.wan.mtu", "1492"));
   return write_member(kPppoeOptions, name, value, wan_dns_write("ISP"));
@@ -88,7 +88,7 @@ int wan_pppoe_write(std::string_view name, std::string_view value) {
 
 int wan_pptp_write(std::string_view name, std::string_view value) {
   // The tunnel defaults go to the package the encryption write goes to: that write reports for all.
-  set_protocol("pptp");
+  static_cast<void>(set_protocol("pptp"));
   static_cast<void>(cfg_set("network.vpn.v6_proto", "static"));
   static_cast<void>(cfg_set("network.vpn.pptp_Nailedup", "1"));
   static_cast<void>(cfg_set("network.vpn.pptpWanIPMode", "1"));

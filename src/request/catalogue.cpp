@@ -318,6 +318,16 @@ constexpr bool catalogue_is_well_formed() {
 }
 static_assert(catalogue_is_well_formed(), "parameter catalogue is malformed");
 
+// The walk hands a node's argument text to its handler as it stands: one that held
+// '$' or '&', which once stood for instance digits, would now reach it literally.
+constexpr bool arguments_are_literal() {
+  for (const ParamNode& node : kCatalogue)
+    if (node.argument != nullptr && std::string_view(node.argument).find_first_of("$&") != std::string_view::npos)
+      return false;
+  return true;
+}
+static_assert(arguments_are_literal(), "an argument text holds '$' or '&'");
+
 // Every name of contract/nodes.h stands for the node it says: member name and parent.
 struct NamedNode {
   int index;

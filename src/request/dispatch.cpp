@@ -27,7 +27,7 @@ int request_dispatch(const FrameHeader& request, FrameHeader& reply,
       return route.handler(payload, length);
     }
   }
-  return kStatusNoHandler;
+  return kUnserved;
 }
 
 }  // namespace pemo

@@ -12,7 +12,7 @@ namespace pemo {
 // text. Stores the reply type into `reply` for the known request types.
 // Result: the reply text's length (> 0); 1 for the "{}" reply followed by a close;
 // 0 or a negative status for a reply without payload.
-int request_dispatch(const FrameHeader& request, FrameHeader& reply,
+[[nodiscard]] int request_dispatch(const FrameHeader& request, FrameHeader& reply,
                      std::span<char, kMaxPayload> payload, int length);
 
 }  // namespace pemo

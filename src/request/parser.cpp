@@ -36,10 +36,6 @@ void bind_node(int position, ParseContext& context) {
   }
   std::string_view argument = node.argument != nullptr ? node.argument : "";
   context.text.assign(argument.substr(0, kMaxName));
-  for (char& c : context.text) {
-    if (c == '$') c = std::to_string(context.instance[0])[0];
-    if (c == '&') c = std::to_string(context.instance[1])[0];
-  }
   context.node_index = node.index;
   context.node_parent = node.parent;
 }

@@ -15,7 +15,7 @@ namespace pemo {
 ParseContext new_parse_context(bool set_request);
 
 // Walks one object level (recursively). 0, or the first error that ends the walk.
-int message_parser(json_object* object, ParseContext& context);
+[[nodiscard]] int message_parser(json_object* object, ParseContext& context);
 
 // Records an instance member, or finds and binds the node of a member.
 int check_valid_msg(std::string_view name, json_object* value, ParseContext& context);

@@ -20,7 +20,7 @@ namespace pemo {
 namespace {
 
 int copy_reply(std::string_view text, std::span<char, kMaxPayload> payload) {
-  if (text.size() > payload.size()) return kStatusReplyTooLong;
+  if (text.size() > payload.size()) return kStatusBadLength;
   std::memcpy(payload.data(), text.data(), text.size());
   return static_cast<int>(text.size());
 }
@@ -74,14 +74,14 @@ int doParaSetReq(std::span<char, kMaxPayload> payload, int length) {
       clock_sleep(std::chrono::seconds(1));
       static_cast<void>(apply_wireless());  // the reply has gone: nobody is left to tell
     });
-    return rc == 0 ? 1 : kStatusWorker;
+    return rc == 0 ? 1 : kActionFailed;
   }
   if ((context.flags & kFlagWan) != 0) {
     int rc = spawn_detached([] {
       clock_sleep(std::chrono::seconds(1));
       static_cast<void>(wan_apply());  // the reply has gone: nobody is left to tell
     });
-    return rc == 0 ? 0 : kStatusWorker;
+    return rc == 0 ? 0 : kActionFailed;
   }
   return serialise(document, payload);
 }

@@ -43,7 +43,7 @@ int option_set(std::string_view name, std::string_view value, const std::string&
   if (name == "ConfigPassword") {
     // The password keys the session cipher, which takes at most 31 characters: a
     // longer one would lock every client out, so it is refused.
-    if (value.size() >= kPasswordCapacity) return kValueTooLong;
+    if (value.size() >= kPasswordCapacity) return kValueRefused;
     if (const int rc = cfg_set(path, value); rc < 0) return rc;  // an unsaved password is no success
     return cfg_apply("system");
   }
@@ -51,12 +51,12 @@ int option_set(std::string_view name, std::string_view value, const std::string&
 }
 
 int uci_set(std::string_view name, std::string_view raw, ParseContext& context, const std::string& argument) {
-  if (raw.empty()) return kEmptySetValue;
+  if (raw.empty()) return kValueRefused;
   // The configuration password and the guest key are taken whole, quotes and all.
   const bool whole =
       name == "ConfigPassword" || (name == "PreShareKey" && (context.flags & kFlagGuestAp) != 0);
   const std::string_view value = whole ? raw : cut_at_quotes(raw);
-  if (value.empty()) return kEmptySetValue;  // nothing but quotes
+  if (value.empty()) return kValueRefused;  // nothing but quotes
   for (const UciArgument& row : kArguments)
     if (row.argument == argument) return row.set(name, value, context);
   return option_set(name, value, argument);

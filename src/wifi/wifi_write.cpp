@@ -19,11 +19,11 @@ namespace {
 constexpr std::size_t kMaxValue = 127;
 constexpr std::string_view kSpeedSuffix = ".speed";
 
-int set_iface(int iface, const char* option, std::string_view value) {
+[[nodiscard]] int set_iface(int iface, const char* option, std::string_view value) {
   return cfg_set("wireless.@wifi-iface[" + std::to_string(iface) + "]." + option, value);
 }
 
-int set_device(int device, std::string_view value) {
+[[nodiscard]] int set_device(int device, std::string_view value) {
   return cfg_set("wireless.@wifi-device[" + std::to_string(device) + "].disabled", value);
 }
 
@@ -59,8 +59,9 @@ int wifi_psk_write(WifiBand band, bool guest, std::string_view key) {
   int rc = 0;
   for (int b = rows(band).first; b <= rows(band).last; ++b) {
     const int iface = wifi_iface_index(static_cast<WifiBand>(b), guest);
-    set_iface(iface, "auth", "WPA2PSK");
-    set_iface(iface, "encryption", "WPA2PSK");
+    // The protocol answers the last set's result; all go to `wireless` alike.
+    static_cast<void>(set_iface(iface, "auth", "WPA2PSK"));
+    static_cast<void>(set_iface(iface, "encryption", "WPA2PSK"));
     rc = set_iface(iface, "WPAPSKkey", key);
   }
   return rc;
@@ -70,7 +71,7 @@ int wifi_security_write(WifiBand band, bool guest, std::string_view mode) {
   int rc = 0;
   for (int b = rows(band).first; b <= rows(band).last; ++b) {
     const int iface = wifi_iface_index(static_cast<WifiBand>(b), guest);
-    set_iface(iface, "encryption", mode);
+    static_cast<void>(set_iface(iface, "encryption", mode));  // the last set's result answers
     rc = set_iface(iface, "auth", mode);
   }
   return rc;
@@ -78,7 +79,7 @@ int wifi_security_write(WifiBand band, bool guest, std::string_view mode) {
 
 int guest_ap_enable_write(bool on, const WifiInterface& main, const WifiInterface& guest) {
   if (!on) {
-    set_iface(guest.iface, "disabled", "1");
+    static_cast<void>(set_iface(guest.iface, "disabled", "1"));  // the last set's result answers
     int rc = set_iface(guest.iface, "enable_guest_wlan", "0");
     wifi_apply_mark(guest.name);
     return rc;
@@ -87,14 +88,15 @@ int guest_ap_enable_write(bool on, const WifiInterface& main, const WifiInterfac
   const bool radio_off =
       cfg_value("wireless.@wifi-device[" + std::to_string(main.device) + "].disabled") == "1" ||
       cfg_value("wireless.@wifi-iface[" + std::to_string(main.iface) + "].disabled") == "1";
+  // The protocol answers the last set's result; all go to `wireless` alike.
   if (radio_off) {
-    set_device(main.device, "0");
-    set_iface(main.iface, "disabled", "0");
+    static_cast<void>(set_device(main.device, "0"));
+    static_cast<void>(set_iface(main.iface, "disabled", "0"));
     wifi_apply_mark(main.name);
   } else {
     wifi_apply_mark(guest.name);
   }
-  set_iface(guest.iface, "disabled", "0");
+  static_cast<void>(set_iface(guest.iface, "disabled", "0"));
   return set_iface(guest.iface, "enable_guest_wlan", "1");
 }
 
@@ -173,14 +175,14 @@ int enable_write(const WifiWrite& w, std::string_view value) {
     if (w.has_band) rc = wifi_enable_write(w.band, false, value);
     set_pending_set_band("");
   }
-  if (value == "0" && !guest_timer_stop() && rc >= 0) return kToolFailed;
+  if (value == "0" && !guest_timer_stop() && rc >= 0) return kActionFailed;
   return rc;
 }
 
 int ssid_write(const WifiWrite& w, std::string_view value) {
   // The 5 GHz name of a both-radio SSID carries a suffix; a name with no room for
   // it is refused rather than cut.
-  if (w.has_band && w.band == BAND_BOTH && value.size() + kSpeedSuffix.size() > kMaxValue) return kValueTooLong;
+  if (w.has_band && w.band == BAND_BOTH && value.size() + kSpeedSuffix.size() > kMaxValue) return kValueRefused;
   if (w.guest) return wifi_ssid_write(BAND_BOTH, true, value);
   if (w.has_band) static_cast<void>(wifi_ssid_write(w.band, false, value));  // the mark below reports
   set_pending_set_band("");
@@ -207,14 +209,14 @@ constexpr WifiWriteMember kWrites[] = {
        const GuestTime timer = set_guest_timer_minutes(std::atoi(std::string(value).c_str()));
        const bool stopped = guest_timer_stop();
        const bool started = (timer.hours == 0 && timer.minutes == 0) || guest_timer_start(timer);
-       return stopped && started ? 0 : kToolFailed;
+       return stopped && started ? 0 : kActionFailed;
      }},
 };
 
 }  // namespace
 
 int wifi_parameter_set(std::string_view name, std::string_view value, ParseContext& context) {
-  if (value.size() > kMaxValue) return kValueTooLong;
+  if (value.size() > kMaxValue) return kValueRefused;
   if (name == "CheckFreqBand") {
     set_pending_set_band(value);
     return 0;

@@ -109,7 +109,7 @@ TEST_F(Session, LargestPayloadIsAcceptedAndTheConnectionStays) {
   peer.request(kTypeParamGet, text);
   EXPECT_EQ(peer.reply(), "1/6: { }");
   peer.request(2, "{}");  // a type without a handler: -1, still open
-  EXPECT_EQ(peer.reply(), status(1, 2, kStatusNoHandler));
+  EXPECT_EQ(peer.reply(), status(1, 2, kUnserved));
 }
 
 // A 300-byte request cut at every offset. The header is read with one receive, so
@@ -126,7 +126,7 @@ TEST_F(Session, PeerClosingAtEveryOffsetGetsOneVerdictThenClose) {
     const std::string expected = offset == 0                ? "closed"
                                  : offset == 1              ? status(1, 0, kStatusBadType)
                                  : offset == 2              ? status(1, kTypeParamGet, kStatusBadLength)
-                                 : offset < request.size() ? status(1, kTypeParamGet, kStatusReceive)
+                                 : offset < request.size() ? status(1, kTypeParamGet, kActionFailed)
                                                             : R"(1/6: { "Device": { } })";
     EXPECT_EQ(peer.reply(), expected) << "cut at " << offset;
     EXPECT_TRUE(peer.closed_by_agent()) << "cut at " << offset;

@@ -60,7 +60,7 @@ TEST_F(Requests, PayloadsThatAreNotAnObjectAndRepliesThatWouldNotFitAreStatuses)
   for (int k = 0; members.size() < 4000; ++k) members += R"("m)" + std::to_string(k) + R"(":1,)";
   members += R"("RadioNumberOfEntries":0}}})";
   ASSERT_LE(members.size(), kMaxPayload);
-  EXPECT_EQ(serve(doParaGetReq, members), "<" + std::to_string(kStatusReplyTooLong) + ">");
+  EXPECT_EQ(serve(doParaGetReq, members), "<" + std::to_string(kStatusBadLength) + ">");
 }
 
 TEST_F(Requests, SetRepliesByWhatItChanged) {

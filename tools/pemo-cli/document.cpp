@@ -319,43 +319,9 @@ std::string format_reply(json_object* document, Layout layout) {
   return out;
 }
 
-std::span<const StatusMeaning> status_meanings() {
-  static constexpr StatusMeaning kMeanings[] = {
-      {0, "done: the request carries no reply document (a WAN change applies a second later)"},
-      {kStatusNoHandler, "failed: a probe database statement failed, or no handler serves the request type"},
-      {kStatusBadJson, "refused: the payload is not a JSON object"},
-      {kStatusVersionFail, "refused: the system query's AppVersion is not the agent's"},
-      {kStatusMagicMismatch, "refused: the system query's MagicNum is not the agent's"},
-      {kNothingHere, "nothing done: no member of the set names a node the agent can change"},
-      {kStatusBadVersion, "refused: the header's protocol version is not 1"},
-      {kStatusBadLength, "refused: the request or its reply does not fit in one message"},
-      {kStatusBadType, "refused: no such request type"},
-      {kCfgPackageNotFound, "failed: a configuration package cannot be loaded"},
-      {kCfgNotFound, "failed: no such configuration section or option"},
-      {kCfgApplyFailed, "failed: the platform's apply command failed"},
-      {kCfgCommitFailed, "failed: a configuration change could not be committed"},
-      {kCfgTooLong, "failed: a configuration value is longer than its reader takes"},
-      {kTooManyInstances, "refused: more than seven instance levels"},
-      {kFileError, "failed: a file the agent needs cannot be read or written"},
-      {kPipeFailed, "failed: a platform command whose output is the answer did not run"},
-      {kStatusBadPassword, "refused: wrong password, or a payload that does not decipher"},
-      {kValueRefused, "refused: a set value that is empty, too long or of the wrong form"},
-      {kNotWritable, "refused: that value is read-only"},
-      {kQueryFailed, "failed: the online firmware query failed"},
-      {kNoFirmwareInfo, "failed: no firmware check has been made (read CheckSoftwareVersion first)"},
-      {kToolFailed, "failed: a platform tool failed, never answered or is busy; a host or extender is "
-                    "unknown; a value has no action; the request was not received whole; or a "
-                    "traceroute was cut short"},
-      {kNotReadable, "refused: that value is write-only (a command)"},
-      {kWifiBusy, "refused: Wi-Fi is being set; try the guest network again in a few seconds"},
-  };
-  return kMeanings;
-}
-
 std::string_view status_meaning(int status) {
-  for (const StatusMeaning& meaning : status_meanings())
-    if (meaning.status == status) return meaning.text;
-  return "an unknown status";
+  const StatusRow* row = status_row(status);
+  return row != nullptr ? row->meaning : "an unknown status";
 }
 
 }  // namespace pemo::cli

@@ -50,13 +50,6 @@ enum class Layout { kCompact, kPretty, kPaths };
 // "Device.A.1.B=value" line per leaf (text values with JSON's escapes).
 std::string format_reply(json_object* document, Layout layout);
 
-// Every status the agent answers with and its meaning for people, one line a
-// number (the agent gives some numbers several meanings).
-struct StatusMeaning {
-  int status;
-  std::string_view text;
-};
-std::span<const StatusMeaning> status_meanings();
 // The meaning of one status, or "an unknown status".
 std::string_view status_meaning(int status);
 

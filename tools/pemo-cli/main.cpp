@@ -19,6 +19,7 @@
 #include "document.h"
 #include "platform/fd.h"
 #include "request/param_tree.h"
+#include "wire/status.h"
 
 namespace {
 
@@ -444,8 +445,8 @@ int run_schema(std::span<const std::string> words, const Options&) {
 
 int run_statuses(std::span<const std::string> words, const Options&) {
   if (!words.empty()) return complain(kLocalError, "statuses takes no arguments");
-  for (const cli::StatusMeaning& meaning : cli::status_meanings())
-    std::printf("%4d  %.*s\n", meaning.status, static_cast<int>(meaning.text.size()), meaning.text.data());
+  for (const StatusRow& row : kStatusTable)
+    std::printf("%4d  %.*s\n", row.code, static_cast<int>(row.meaning.size()), row.meaning.data());
   return kServed;
 }
 
