@@ -1,5 +1,6 @@
 #include "core/session.h"
 
+#include <pthread.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -125,6 +126,9 @@ int tcp_msg_recv(int sock, FrameHeader& header, MessageBuffer& buffer) {
 }
 
 void tcp_handler(UniqueFd sock) {
+  // Named so that `ps -T` on a gateway (and a test) tells connections from the
+  // agent's long-lived threads.
+  pthread_setname_np(pthread_self(), "pemo-conn");
   const auto self = std::this_thread::get_id();
   if (connection_record_add(self) != 0) return;
   if (active_connections.fetch_add(1) + 1 == 1) wan_first_connection();
