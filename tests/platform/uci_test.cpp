@@ -148,6 +148,9 @@ TEST_F(UciStore, FullFileSystemKeepsTheOldFileAndTheStagedChanges) {
   ASSERT_EQ(parse_path("wireless.wifi0.channel", path), kOk);
   ASSERT_EQ(stage_set(full, path, std::string(6000, 'y')), kOk);
   EXPECT_EQ(commit(full, "wireless"), kErrIo);
+  Package imported;
+  ASSERT_EQ(load_package(full, "wireless", imported), kOk);
+  EXPECT_EQ(write_package(full, imported), kErrIo);  // an import, too, keeps the old file
   EXPECT_EQ(read_file(small + "/wireless"), original);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(small), {}), 2);  // no temporary file left
   Package package;
