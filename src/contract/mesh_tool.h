@@ -1,6 +1,7 @@
 // The gateway's IEEE 1905 multi-AP tool, which every mesh command goes through.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <string>
