@@ -1,8 +1,7 @@
 // Every status the agent sends to the application: one row each, with its one
 // name and what it means to whoever reads it (pemo-cli prints these meanings).
 // A status travels in the length field of a reply that has no payload; the
-// numbers are the protocol's. Where one number covers several causes, the code
-// that returns it logs which one.
+// numbers are the protocol's, and one number may cover several causes.
 #pragma once
 
 #include <string_view>
@@ -31,7 +30,7 @@ inline constexpr int kValueRefused = -21;        // a set value empty, too long 
 inline constexpr int kNotWritable = -22;         // a set of a read-only node
 inline constexpr int kQueryFailed = -23;         // the online firmware query failed
 inline constexpr int kNoFirmwareInfo = -24;      // no firmware locator has been fetched
-inline constexpr int kActionFailed = -26;        // what was asked could not be carried out (the log says why)
+inline constexpr int kActionFailed = -26;        // what was asked could not be carried out
 inline constexpr int kNotReadable = -27;         // a get of a write-only node
 inline constexpr int kWifiBusy = -28;            // a guest-network set while Wi-Fi is being set
 
@@ -66,7 +65,7 @@ inline constexpr StatusRow kStatusTable[] = {
     {kNoFirmwareInfo, "no firmware check", "failed: no firmware check has been made (read CheckSoftwareVersion first)"},
     {kActionFailed, "not carried out",
      "failed: a platform tool failed, never answered or is busy; a host or extender is unknown; a value has no "
-     "action; the request was not received whole; or a traceroute was cut short (the gateway's log says which)"},
+     "action; the request was not received whole; or a traceroute was cut short"},
     {kNotReadable, "write-only", "refused: that value is write-only (a command)"},
     {kWifiBusy, "Wi-Fi busy", "refused: Wi-Fi is being set; try the guest network again in a few seconds"},
 };
