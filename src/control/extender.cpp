@@ -1,5 +1,4 @@
 #include "control/extender.h"
-#include "contract/mesh_tool.h"
 
 #include <unistd.h>
 
@@ -8,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include "contract/mesh_tool.h"
 #include "firmware/fw_flags.h"
 #include "platform/cfg.h"
 #include "platform/clock.h"
@@ -23,15 +23,14 @@ namespace pemo {
 namespace {
 
 constexpr std::size_t kSlotSize = 3;
-constexpr const char* kTool = kMeshTool;
 
 std::string command_for(DevCtrlAction action, const std::string& value) {
   switch (action) {
-    case kExtenderReboot: return std::string(kTool) + " 2 " + value;
-    case kExtenderWifiOn: return std::string(kTool) + " 3 " + value + " 00:00:00:00:00:00 0x01ff 0";
-    case kExtenderWifiOff: return std::string(kTool) + " 3 " + value + " 00:00:00:00:00:00 0x01ff 2";
-    case kAutoConfigSwitch: return std::string(kTool) + " 4 1 " + value + " " + value;
-    case kExtenderFirstBoot: return std::string(kTool) + " 10 " + value;
+    case kExtenderReboot: return std::string(kMeshTool) + " 2 " + value;
+    case kExtenderWifiOn: return std::string(kMeshTool) + " 3 " + value + " 00:00:00:00:00:00 0x01ff 0";
+    case kExtenderWifiOff: return std::string(kMeshTool) + " 3 " + value + " 00:00:00:00:00:00 0x01ff 2";
+    case kAutoConfigSwitch: return std::string(kMeshTool) + " 4 1 " + value + " " + value;
+    case kExtenderFirstBoot: return std::string(kMeshTool) + " 10 " + value;
   }
   return {};
 }
@@ -92,7 +91,7 @@ int autocfg_by_time(int node_index, std::string_view value) {
   slot->assign(value);
   if (node_index != node::kByTimeTime) return 0;
   // Empty slots leave their words out, as an unfilled slot does.
-  std::string command = std::string(kTool) + " 15";
+  std::string command = std::string(kMeshTool) + " 15";
   for (const std::string* word : {&slots.device_mode, &slots.control_option, &slots.control_option, &slots.time})
     if (!word->empty()) command += " " + shell_quote(*word);
   shell_fire(command);

@@ -59,8 +59,8 @@ int parental_rule_add(std::string_view, ParseContext& context) {
   if (int rc = cfg_get_number("parental.general.count", count); rc < 0) return rc;
   std::string mac;
   if (int rc = host_snapshot_mac(mac, context); rc < 0) return rc;
-  int named = 0;
-  static_cast<void>(cfg_value(rule(count) + ".name", &named));
+  std::string name = rule(count) + ".name";
+  const int named = cfg_get(name);
   if (named == kCfgPackageNotFound) return named;
   // A rule that went missing at the end of the list is written again in place.
   const int n = named < 0 && count >= 1 ? count : count + 1;

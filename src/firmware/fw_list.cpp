@@ -238,7 +238,7 @@ int l2devCtrl_FWcfg_func_set(std::string_view name, std::string_view value) {
                                       s.fw_additional_url})
                               : fits({kMeshTool9, s.fw_mac, s.fw_option, "0 NULL"});
   if (fit) {
-    std::string command = std::string(kMeshTool9) + " " + shell_quote(s.fw_mac) + " " + shell_quote(s.fw_option);
+    std::string command = kMeshTool9 + " " + shell_quote(s.fw_mac) + " " + shell_quote(s.fw_option);
     command += additional ? " " + shell_quote(s.fw_additional_option) + " " + shell_quote(s.fw_additional_url)
                           : " 0 NULL";
     run_tool(self, command);
