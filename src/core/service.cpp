@@ -18,6 +18,7 @@
 #include <new>
 
 #include "core/discovery.h"
+#include "core/guard.h"
 #include "wire/frame.h"
 #include "core/session.h"
 #include "core/wan_watch.h"
@@ -95,13 +96,23 @@ int open_listener() {
     // hold a client's connection open after the agent has closed it.
     UniqueFd client(accept4(listener.get(), reinterpret_cast<sockaddr*>(&peer), &peer_length,
                             SOCK_CLOEXEC));
-    if (!client.valid()) continue;
+    if (!client.valid()) {
+      // Out of descriptors the failure repeats at once: hardened, wait for some to close.
+      if (!guard_strict() && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM))
+        clock_sleep(kAcceptBackoff);
+      continue;
+    }
     char text[INET_ADDRSTRLEN] = "";
     inet_ntop(AF_INET, &peer.sin_addr, text, sizeof text);
     log_msg(kLogInfo, "TCP Client from IP: %s, Port: %d\n", text, ntohs(peer.sin_port));
+    ConnectionSlot slot = connection_admit(peer.sin_addr.s_addr);
+    if (!slot.held()) {  // closed at once: no thread, and no pause for the next client
+      log_msg(kLogWarning, "TCP Client from IP: %s refused: %zu connections served\n", text, connections_admitted());
+      continue;
+    }
     int rc;
     try {
-      rc = spawn_detached([sock = std::move(client)]() mutable { tcp_handler(std::move(sock)); });
+      rc = spawn_detached([sock = std::move(client), held = std::move(slot)]() mutable { tcp_handler(std::move(sock)); });
     } catch (const std::bad_alloc&) {
       // No memory for the connection's cell: drop this connection (its socket is
       // closed with the cell) and keep serving the others.
@@ -130,6 +141,7 @@ int run_agent(int argc, char** argv) {
     if (option == 'd') log_level = std::atoi(optarg);
   }
   signal(SIGCHLD, sigchld_handler);
+  guard_load();  // before any thread that it bounds
   // Without its pid file the agent still serves; only tools that look for it miss it.
   if (write_pid_file() != 0) log_msg(kLogWarning, "%s : cannot write %s\n", "main", kPidFile);
   if (sys_query_response_init() != 0) {

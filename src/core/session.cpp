@@ -1,5 +1,6 @@
 #include "core/session.h"
 
+#include <netinet/in.h>
 #include <pthread.h>
 #include <sys/socket.h>
 
@@ -13,9 +14,11 @@
 
 #include "wire/cipher.h"
 #include "contract/connection.h"
+#include "core/guard.h"
 #include "core/wan_watch.h"
 #include "firmware/fw_flags.h"
 #include "platform/cfg.h"
+#include "platform/clock.h"
 #include "platform/log.h"
 #include "platform/lifetime.h"
 #include "request/dispatch.h"
@@ -49,6 +52,14 @@ int read_session_key(std::string& key) {
   if (rc == 0 && key.empty()) rc = kCfgNotFound;
   if (rc == 0) cached_device_pwd_store(key);
   return rc;
+}
+
+// The address a connection comes from, as the guard counts it.
+PeerId peer_of(int sock) {
+  sockaddr_in peer{};
+  socklen_t length = sizeof peer;
+  if (getpeername(sock, reinterpret_cast<sockaddr*>(&peer), &length) != 0 || peer.sin_family != AF_INET) return 0;
+  return peer.sin_addr.s_addr;
 }
 
 }  // namespace
@@ -91,7 +102,12 @@ int tcp_msg_send(int sock, const void* data, std::size_t count) {
 }
 
 int tcp_msg_recv(int sock, FrameHeader& header, MessageBuffer& buffer) {
+  // Hardened, a message must be complete within the idle limit, or the
+  // connection ends without a word; strict, only TCP keepalive ends it.
+  const Clock::time_point deadline = clock_now() + kIdleLimit;
+  const auto arrives = [&] { return guard_strict() || clock_wait_readable(sock, deadline); };
   HeaderBytes bytes{};  // bytes that do not arrive stay zero
+  if (!arrives()) return 1;
   ssize_t n = recv(sock, bytes.data(), bytes.size(), 0);
   header = decode_header(bytes);
   if (n < 0) {
@@ -108,6 +124,7 @@ int tcp_msg_recv(int sock, FrameHeader& header, MessageBuffer& buffer) {
   char* payload = buffer.data() + kHeaderSize;
   std::size_t received = 0;
   while (received < length) {
+    if (!arrives()) return 1;
     n = recv(sock, payload + received, length - received, 0);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
@@ -130,6 +147,7 @@ void tcp_handler(UniqueFd sock) {
   // agent's long-lived threads.
   pthread_setname_np(pthread_self(), "pemo-conn");
   const auto self = std::this_thread::get_id();
+  const PeerId peer = peer_of(sock.get());
   if (connection_record_add(self) != 0) return;
   if (active_connections.fetch_add(1) + 1 == 1) wan_first_connection();
 
@@ -158,8 +176,11 @@ void tcp_handler(UniqueFd sock) {
     } else {
       SessionCipher(key).crypt(payload.data(), static_cast<std::size_t>(length));
       if (has_forbidden_byte(payload.data(), static_cast<std::size_t>(length))) {
+        // A wrong key: from an address that keeps guessing, the answer waits its turn.
+        clock_sleep(wrong_key_wait(peer));
         result = kStatusBadPassword;
       } else {
+        right_key(peer);
         log_msg(kLogInfo, "%s : Recv : %.*s\n", "tcp_handler", length, payload.data());
         result = request_dispatch(request, reply, payload, length);
       }

@@ -38,11 +38,12 @@ int cfg_get(std::string& buffer, std::size_t capacity) {
 
 int cfg_set(std::string_view path_text, std::string_view value) {
   const std::string path_copy(path_text), value_copy(value);
-  log_msg(kLogDebug, "UCI set command: %s value:%s\n", path_copy.c_str(), value_copy.c_str());
+  const std::string shown(log_value(path_copy, value_copy));
+  log_msg(kLogDebug, "UCI set command: %s value:%s\n", path_copy.c_str(), shown.c_str());
   uci::Path path;
   std::shared_ptr<const uci::Package> package;
   if (int rc = open_path(path_text, path, package); rc != 0) return rc;
-  log_msg(kLogDebug, "set:ptr.value=%s\n", value_copy.c_str());
+  log_msg(kLogDebug, "set:ptr.value=%s\n", shown.c_str());
   const int staged = uci::stage_set(dirs(), path, value);
   if (uci::commit(dirs(), path.package) != uci::kOk) {
     log_msg(kLogDebug, "failed to commit change!\n");

@@ -34,7 +34,7 @@ int value_found(std::string& buffer, std::string value, std::size_t capacity) {
     buffer.clear();
     return kCfgTooLong;
   }
-  log_msg(kLogDebug, "UCI option get value:%s\n", value.c_str());
+  log_msg(kLogDebug, "UCI option get value:%s\n", std::string(log_value(buffer, value)).c_str());
   buffer = std::move(value);
   return 0;
 }

@@ -84,13 +84,14 @@ int cfg_get(std::string& buffer, std::size_t capacity) {
 
 int cfg_set(std::string_view path, std::string_view value) {
   const std::string path_copy(path), value_copy(value);
-  log_msg(kLogDebug, "UCI set command: %s value:%s\n", path_copy.c_str(), value_copy.c_str());
+  const std::string shown(log_value(path_copy, value_copy));
+  log_msg(kLogDebug, "UCI set command: %s value:%s\n", path_copy.c_str(), shown.c_str());
   Lookup lookup(path);
   if (int rc = lookup.package_found(path); rc != 0) return rc;
   // A value the format cannot hold (a NUL byte, a control character) is refused
   // as the project's engine refuses it.
   const int staged = value.find('\0') != std::string_view::npos || !uci::valid_value(value) ? UCI_ERR_INVAL : [&] {
-    log_msg(kLogDebug, "set:ptr.value=%s\n", value_copy.c_str());
+    log_msg(kLogDebug, "set:ptr.value=%s\n", shown.c_str());
     lookup.ptr.value = value_copy.c_str();
     int rc = uci_set(lookup.context.get(), &lookup.ptr);
     if (rc == UCI_OK) rc = uci_save(lookup.context.get(), lookup.ptr.p);

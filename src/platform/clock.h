@@ -14,11 +14,15 @@ class Clock {
   virtual ~Clock() = default;
   virtual time_point now() = 0;
   virtual void sleep_for(duration length) = 0;
+  // Waits until `fd` has input (or an error or hang-up to report) or time
+  // reaches `deadline`: whether it has.
+  virtual bool wait_readable(int fd, time_point deadline);
 };
 
 // The process-wide clock's time, and a pause on it.
 Clock::time_point clock_now();
 void clock_sleep(Clock::duration length);
+bool clock_wait_readable(int fd, Clock::time_point deadline);
 
 // Replaces the process-wide clock for its lifetime.
 class ScopedClock {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <atomic>
+#include <string>
+#include <string_view>
 
 namespace pemo {
 
@@ -21,5 +23,15 @@ void log_open();
 // format attribute lets the compiler check every call's arguments.
 void log_msg(  // NOLINT(cert-dcl50-cpp): the messages are printf formats by design
     int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+// Secrets in log lines: with masking on (the default), the values of password
+// and key members of JSON text appear as "***" in every line, and so do the
+// values of password and key options that `log_value` is given.
+inline constexpr std::string_view kMasked = "***";
+void log_mask_secrets(bool on);
+// `value` as a log line may show it: kMasked for a password or key option path.
+std::string_view log_value(std::string_view uci_path, std::string_view value);
+// `text` with the values of its password and key members masked.
+std::string mask_secret_members(std::string_view text);
 
 }  // namespace pemo

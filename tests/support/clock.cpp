@@ -1,5 +1,7 @@
 #include "support/clock.h"
 
+#include <poll.h>
+
 #include <chrono>
 #include <memory>
 
@@ -25,6 +27,22 @@ void ManualClock::sleep_for(duration length) {
   changed_.wait(lock, [&] { return now_ >= end; });
   pauses_.erase(pause);
   changed_.notify_all();
+}
+
+bool ManualClock::wait_readable(int fd, time_point deadline) {
+  std::unique_lock lock(mutex_);
+  const auto wait = pauses_.insert(deadline);
+  changed_.notify_all();
+  bool readable = false;
+  while (!readable && now_ < deadline) {
+    lock.unlock();
+    pollfd wanted{fd, POLLIN, 0};
+    readable = poll(&wanted, 1, 5) != 0;
+    lock.lock();
+  }
+  pauses_.erase(wait);
+  changed_.notify_all();
+  return readable;
 }
 
 void ManualClock::advance(duration length) {

@@ -21,9 +21,12 @@ class ManualClock final : public Clock {
 
   time_point now() override;
   void sleep_for(duration length) override;
+  // Input ends the wait at once; time only when the test moves it past `deadline`.
+  bool wait_readable(int fd, time_point deadline) override;
   // Moves time on; returns once every pause that ended has returned (at most 10 s).
   void advance(duration length);
-  // Waits (at most 10 s of real time) until `count` threads pause on this clock.
+  // Waits (at most 10 s of real time) until `count` threads pause or wait for
+  // input on this clock.
   bool wait_for_sleepers(std::size_t count);
 
  private:

@@ -1,6 +1,9 @@
 #include "support/gateway.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -144,9 +147,19 @@ std::vector<std::string> SimGateway::sql(const std::string& statement) const {
   return rows;
 }
 
-client::Session SimGateway::connect() const {
-  std::string error;
-  return client::Session::connect("127.0.0.1", kServicePort, 10s, error);
+client::Session SimGateway::connect(const char* from) const {
+  UniqueFd fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{AF_INET, 0, {}, {}};
+  timeval bound{10, 0};
+  setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
+  setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound);
+  if (inet_pton(AF_INET, from, &address.sin_addr) != 1 ||
+      bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+    return {};
+  address.sin_port = htons(kServicePort);
+  inet_pton(AF_INET, "127.0.0.1", &address.sin_addr);
+  if (::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return {};
+  return client::Session(std::move(fd));
 }
 
 client::Reply exchange(client::Session& session, std::uint8_t type, const std::string& text,

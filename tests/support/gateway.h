@@ -61,7 +61,9 @@ class SimGateway {
   // Runs SQL on the gateway's probe database; the rows, cells separated by '|'.
   std::vector<std::string> sql(const std::string& statement) const;
 
-  client::Session connect() const;
+  // A connection from `from`, one of the loopback addresses (the agent bounds
+  // connections per address); invalid when it cannot be made.
+  client::Session connect(const char* from = "127.0.0.1") const;
   // One exchange on a new connection; get and set give the reply's text or "status N".
   client::Reply exchange(std::uint8_t type, const std::string& text,
                          const std::string& password = "5927") const;
