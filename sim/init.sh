@@ -6,6 +6,8 @@ mount -t proc proc /proc
 # Writes to the kernel's cache knob land in a plain file of the simulation.
 mount --bind /sim/drop_caches /proc/sys/vm/drop_caches
 syslogd -O /var/log/messages
+# A test's preparation of the gateway before the agent starts (gateway.h).
+[ -z "${PEMO_SIM_SETUP:-}" ] || sh -c "$PEMO_SIM_SETUP"
 # In the foreground, so that Ctrl-C on the terminal reaches it (a background
 # command of a script would ignore SIGINT).
 if [ -n "${PEMO_FAST_SLEEPS:-}" ]; then

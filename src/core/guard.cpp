@@ -119,7 +119,10 @@ Clock::duration wrong_key_wait(PeerId peer) {
 void right_key(PeerId peer) {
   Guard& g = guard();
   std::lock_guard lock(g.mutex);
-  if (auto it = g.peers.find(peer); it != g.peers.end()) it->second.wrong_keys = 0;
+  if (auto it = g.peers.find(peer); it != g.peers.end()) {
+    it->second.wrong_keys = 0;
+    it->second.next_turn = {};
+  }
 }
 
 }  // namespace pemo

@@ -11,9 +11,11 @@
 #include <vector>
 
 #include "pemo-cli/client.h"
+#include "core/guard.h"
 #include "contract/connection.h"
 #include "firmware/fw_flags.h"
 #include "wire/status.h"
+#include "support/clock.h"
 #include "support/frames.h"
 #include "support/sandbox.h"
 
@@ -130,6 +132,28 @@ TEST_F(Session, PeerClosingAtEveryOffsetGetsOneVerdictThenClose) {
                                                             : R"(1/6: { "Device": { } })";
     EXPECT_EQ(peer.reply(), expected) << "cut at " << offset;
     EXPECT_TRUE(peer.closed_by_agent()) << "cut at " << offset;
+  }
+}
+
+// A message must be complete within the idle limit of the agent starting to
+// wait for it, or the connection ends without a word; strict, it waits on.
+TEST_F(Session, AMessageNotCompleteWithinTheIdleLimitEndsTheConnection) {
+  test::ManualClock clock(test::ManualClock::Mode::kAdvanceByTest);
+  ScopedClock scoped(clock);
+  const std::string text = R"({"Device":{}})";
+  const std::string request = header_bytes(1, kTypeParamGet, static_cast<int>(text.size())) + client::crypt(text, "5927");
+  for (const bool strict : {false, true}) {
+    guard_set_strict(strict);
+    Peer peer;
+    ASSERT_TRUE(strict || clock.wait_for_sleepers(1));
+    clock.advance(kIdleLimit - 1s);
+    peer.send(request);
+    EXPECT_EQ(peer.reply(), R"(1/6: { "Device": { } })");
+    peer.send(request.substr(0, 6));  // and then nothing
+    ASSERT_TRUE(strict || clock.wait_for_sleepers(1));
+    clock.advance(kIdleLimit);
+    if (strict) peer.send(request.substr(6));
+    EXPECT_EQ(peer.reply(), strict ? R"(1/6: { "Device": { } })" : "closed") << (strict ? "strict" : "hardened");
   }
 }
 

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -32,8 +33,10 @@ std::vector<pid_t> children(pid_t parent) {
 
 SimGateway::~SimGateway() { stop(); }
 
-bool SimGateway::start(const std::vector<std::string>& agent_arguments, bool fast_sleeps) {
-  std::string command = "exec /bin/sh " + shell_quote(PEMO_SOURCE_DIR "/sim/gateway.sh") + " --root " +
+bool SimGateway::start(const std::vector<std::string>& agent_arguments, bool fast_sleeps, std::string setup) {
+  if (const char* strict = std::getenv("PEMO_GATEWAY_STRICT"); strict != nullptr && std::string(strict) == "1")
+    setup += (setup.empty() ? "" : " && ") + std::string(kStrictSetup);
+  std::string command = "PEMO_SIM_SETUP=" + shell_quote(setup) + " exec /bin/sh " + shell_quote(PEMO_SOURCE_DIR "/sim/gateway.sh") + " --root " +
                         shell_quote(PEMO_SIM_ROOT) + " --mnt " + shell_quote(PEMO_SIM_MNT);
   if (fast_sleeps) command += " --fast-sleeps";
   command += " --";
@@ -147,12 +150,12 @@ std::vector<std::string> SimGateway::sql(const std::string& statement) const {
   return rows;
 }
 
-client::Session SimGateway::connect(const char* from) const {
+client::Session SimGateway::connect(const char* from, std::chrono::seconds bound) const {
   UniqueFd fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{AF_INET, 0, {}, {}};
-  timeval bound{10, 0};
-  setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
-  setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound);
+  const timeval wait{static_cast<time_t>(bound.count()), 0};
+  setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+  setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
   if (inet_pton(AF_INET, from, &address.sin_addr) != 1 ||
       bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
     return {};

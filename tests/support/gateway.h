@@ -20,6 +20,10 @@ inline constexpr bool kSanitizedBuild = true;
 inline constexpr bool kSanitizedBuild = false;
 #endif
 
+// The setup that lifts the agent's bounds on strangers.
+inline constexpr const char* kStrictSetup =
+    "printf \"config pemo-agent 'main'\\n\\toption strict '1'\\n\" >/etc/config/pemo-agent";
+
 // The length of a reply that never came.
 inline constexpr int kNoAnswer = -999;
 // One exchange on an open session, keyed with `password`.
@@ -34,8 +38,11 @@ class SimGateway {
   ~SimGateway();
 
   // Starts the gateway and waits until the agent accepts connections; with
-  // `fast_sleeps` its sleeps under a second (the accept pause) last a hundredth.
-  bool start(const std::vector<std::string>& agent_arguments = {}, bool fast_sleeps = false);
+  // `fast_sleeps` its sleeps under a second (the accept pause) last a hundredth;
+  // `setup` is a shell command run inside before the agent starts. With
+  // PEMO_GATEWAY_STRICT=1 in the environment every gateway starts strict.
+  bool start(const std::vector<std::string>& agent_arguments = {}, bool fast_sleeps = false,
+             std::string setup = {});
   // Stops it; nothing of it remains.
   void stop();
 
@@ -62,8 +69,9 @@ class SimGateway {
   std::vector<std::string> sql(const std::string& statement) const;
 
   // A connection from `from`, one of the loopback addresses (the agent bounds
-  // connections per address); invalid when it cannot be made.
-  client::Session connect(const char* from = "127.0.0.1") const;
+  // connections per address); invalid when it cannot be made. A receive waits at
+  // most `bound`.
+  client::Session connect(const char* from = "127.0.0.1", std::chrono::seconds bound = std::chrono::seconds(10)) const;
   // One exchange on a new connection; get and set give the reply's text or "status N".
   client::Reply exchange(std::uint8_t type, const std::string& text,
                          const std::string& password = "5927") const;
