@@ -103,10 +103,13 @@ TEST_F(Strangers, DiscoveryRunsNoHandlerButTheAppsTwo) {
   const std::string loaded = R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"MagicNum":"Q5190","AppVersion":1},)"
                              R"("GwSpeedTestInfo":{"Enable":1}},"DeviceInfo":{"X_Halvo_SoftwareUpdateOTA":)"
                              R"({"CheckSoftwareVersion":""}}}})";
+  std::string hardened;
   for (const bool strict : {false, true}) {
     ASSERT_TRUE(gateway_.start({}, false, strict ? test::kStrictSetup : ""));
     const std::string identity = discover(plain);
     ASSERT_NE(identity.find("\"DeviceMode\""), std::string::npos) << identity;
+    EXPECT_TRUE(!strict || identity == hardened) << "the app's discovery is answered alike";
+    hardened = identity;
     const std::vector<std::string> calls = gateway_.calls();
     const std::string answer = discover(loaded, 10s);
     EXPECT_TRUE(gateway_.wait_quiet(500ms));
