@@ -102,6 +102,7 @@ TEST_F(Session, RejectedHeadersEchoVersionAndTypeThenClose) {
         << "version " << c.version << " type " << c.type << " length " << c.length;
     EXPECT_TRUE(peer.closed_by_agent());
   }
+  EXPECT_EQ(active_connections.load(), 0) << "every connection that ended is uncounted";
 }
 
 TEST_F(Session, LargestPayloadIsAcceptedAndTheConnectionStays) {
