@@ -12,30 +12,28 @@
 
 namespace pemo {
 
-using namespace std::chrono_literals;
-
 inline constexpr const char* kStrictOption = "pemo-agent.main.strict";
 
 // Connections served at once, in all and from one address; one over is closed at once.
 inline constexpr std::size_t kMaxConnections = 64;
 inline constexpr std::size_t kMaxConnectionsPerPeer = 32;
 // The accept loop's pause while the process is out of descriptors.
-inline constexpr Clock::duration kAcceptBackoff = 100ms;
-// A connection that completes no message for this long is closed: longer than
-// any exchange of the app, whose longest wait is the firmware check.
-inline constexpr Clock::duration kIdleLimit = 2min;
+inline constexpr Clock::duration kAcceptBackoff = std::chrono::milliseconds(100);
+// A connection that completes no message for this long is closed (the app
+// reconnects, as after any closed session); a stalled stranger holds no thread.
+inline constexpr Clock::duration kIdleLimit = std::chrono::minutes(2);
 // Wrong keys answered at once from one address; after them each answer of that
 // address waits for its turn, the turns spaced by a pause that doubles up to
 // the last figure. Ten thousand guesses then take about a day.
 inline constexpr int kFreeWrongKeys = 3;
-inline constexpr Clock::duration kFirstWrongKeyPause = 500ms;
-inline constexpr Clock::duration kLongestWrongKeyPause = 8s;
+inline constexpr Clock::duration kFirstWrongKeyPause = std::chrono::milliseconds(500);
+inline constexpr Clock::duration kLongestWrongKeyPause = std::chrono::seconds(8);
 // A discovery datagram that waited longer in the socket is dropped unanswered:
 // the app has asked again by then, and a burst cannot queue minutes of pauses.
-inline constexpr std::chrono::nanoseconds kDiscoveryStaleAfter = 2s;
+inline constexpr std::chrono::nanoseconds kDiscoveryStaleAfter = std::chrono::seconds(2);
 // How many addresses the pauses are remembered for, and for how long.
 inline constexpr std::size_t kTrackedPeers = 1024;
-inline constexpr Clock::duration kWrongKeyMemory = 15min;
+inline constexpr Clock::duration kWrongKeyMemory = std::chrono::minutes(15);
 
 // An IPv4 address in network order; 0 for a peer without one (never bounded).
 using PeerId = std::uint32_t;

@@ -12,6 +12,8 @@
 namespace pemo {
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr PeerId kGuesser = 0x0200007f, kOther = 0x0300007f;
 
 double seconds(Clock::duration d) { return std::chrono::duration<double>(d).count(); }

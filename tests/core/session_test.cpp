@@ -22,6 +22,7 @@
 namespace pemo {
 namespace {
 
+using namespace std::chrono_literals;
 using test::header_bytes;
 using test::seed_system_package;
 
