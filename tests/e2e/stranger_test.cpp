@@ -186,7 +186,7 @@ TEST_F(Strangers, OutOfDescriptorsTheAcceptLoopRests) {
   std::this_thread::sleep_for(2s);  // a stretch of time to measure the agent's use of it over
   const Seconds used = cpu() - before;
   std::printf("out of descriptors: the agent used %.0f%% of a core\n", used.count() / 2 * 100);
-  EXPECT_LT(used, 0.2s);
+  EXPECT_LT(used, 0.5s) << "a spinning loop takes the whole core";
   ASSERT_EQ(prlimit(agent, RLIMIT_NOFILE, &usual, nullptr), 0);
   clients.clear();
   EXPECT_TRUE(test::eventually([&] { return gateway_.get(kSsidGet) == kSsidReply; }));
