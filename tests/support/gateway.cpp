@@ -1,9 +1,6 @@
 #include "support/gateway.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -151,18 +148,8 @@ std::vector<std::string> SimGateway::sql(const std::string& statement) const {
 }
 
 client::Session SimGateway::connect(const char* from, std::chrono::seconds bound) const {
-  UniqueFd fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address{AF_INET, 0, {}, {}};
-  const timeval wait{static_cast<time_t>(bound.count()), 0};
-  setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-  setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
-  if (inet_pton(AF_INET, from, &address.sin_addr) != 1 ||
-      bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
-    return {};
-  address.sin_port = htons(kServicePort);
-  inet_pton(AF_INET, "127.0.0.1", &address.sin_addr);
-  if (::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return {};
-  return client::Session(std::move(fd));
+  std::string error;
+  return client::Session::connect("127.0.0.1", kServicePort, bound, error, from);
 }
 
 client::Reply exchange(client::Session& session, std::uint8_t type, const std::string& text,

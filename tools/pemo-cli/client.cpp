@@ -117,7 +117,7 @@ std::string crypt(std::string_view text, std::string_view password) {
 }
 
 Session Session::connect(const std::string& host, std::uint16_t port,
-                         std::chrono::milliseconds timeout, std::string& error) {
+                         std::chrono::milliseconds timeout, std::string& error, const char* from) {
   addrinfo hints{};
   hints.ai_family = AF_INET;
   hints.ai_socktype = SOCK_STREAM;
@@ -138,6 +138,13 @@ Session Session::connect(const std::string& host, std::uint16_t port,
   tv.tv_usec = static_cast<suseconds_t>((timeout.count() % 1000) * 1000);
   setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
   setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
+  sockaddr_in local{};
+  local.sin_family = AF_INET;
+  if (from != nullptr && (inet_pton(AF_INET, from, &local.sin_addr) != 1 ||
+                          bind(fd.get(), reinterpret_cast<sockaddr*>(&local), sizeof local) != 0)) {
+    error = std::string("cannot connect from ") + from;
+    return Session(UniqueFd());
+  }
   if (::connect(fd.get(), addresses->ai_addr, addresses->ai_addrlen) != 0) {
     error = error_text(errno);
     return Session(UniqueFd());

@@ -50,9 +50,11 @@ class Session {
   Session() = default;  // not connected
   // A session over a stream socket that is already connected.
   explicit Session(UniqueFd fd) : fd_(std::move(fd)) {}
-  // Connects to host:port. On failure returns an invalid session and sets `error`.
+  // Connects to host:port, from the local IPv4 address `from` when one is given
+  // (the agent bounds connections per address). On failure returns an invalid
+  // session and sets `error`.
   static Session connect(const std::string& host, std::uint16_t port,
-                         std::chrono::milliseconds timeout, std::string& error);
+                         std::chrono::milliseconds timeout, std::string& error, const char* from = nullptr);
 
   bool valid() const { return fd_.valid(); }
   int fd() const { return fd_.get(); }
