@@ -8,6 +8,8 @@ mount --bind /sim/drop_caches /proc/sys/vm/drop_caches
 syslogd -O /var/log/messages
 # A test's preparation of the gateway before the agent starts (gateway.h).
 [ -z "${PEMO_SIM_SETUP:-}" ] || sh -c "$PEMO_SIM_SETUP"
+# The one knob read at start: a gateway whose probe daemon never made its database.
+[ "$(cat /sim/knobs/probe_db 2>/dev/null)" != missing ] || rm -f /tmp/lanwatch.db
 # In the foreground, so that Ctrl-C on the terminal reaches it (a background
 # command of a script would ignore SIGINT).
 if [ -n "${PEMO_FAST_SLEEPS:-}" ]; then

@@ -28,6 +28,36 @@ knob() {
 	else awk -F '\t' -v name="$1" '$1 == name { print $2 }' "$SIM/knobs.tsv"; fi
 }
 
+# The platform's reload of firewall or parental rules: rules the agent marked
+# for deletion go, and the rest are numbered again from 1 without gaps.
+drop_marked_rules() {
+	package=$1 n=1 kept=0 dropped=0
+	while uci -q get "$package.rule$n" >/dev/null; do
+		if [ "$(uci -q get "$package.rule$n.delete")" = 1 ]; then
+			uci delete "$package.rule$n"
+			dropped=$((dropped + 1))
+		else
+			kept=$((kept + 1))
+			if [ $kept -ne $n ]; then
+				uci rename "$package.rule$n=rule$kept"
+				if [ "$package" = firewall ]; then
+					uci set "firewall.rule$kept.CurPos=$kept"
+					uci set "firewall.rule$kept.service=service$kept"
+				fi
+			fi
+		fi
+		n=$((n + 1))
+	done
+	[ $dropped -gt 0 ] || return 0
+	if [ "$package" = firewall ]; then
+		uci set firewall.general.rules_count=$kept
+		uci set firewall.general.NextRulePos=$((kept + 1))
+	else
+		uci set parental.general.count=$kept
+	fi
+	uci commit "$package"
+}
+
 refuse() {
 	echo "REFUSED $tool" >>"$SIM/calls.log"
 	echo "$tool: unknown arguments: $*" >&2
@@ -103,6 +133,8 @@ hv1905App)
 halvo_WPS_ctrl)
 	case $1 in WPS24G_GUI | WPS5G_GUI | WPS_HW) ;; *) refuse "$@" ;; esac
 	[ $# -eq 1 ] || refuse "$@"
+	# A new session clears the last one's outcome.
+	rm -f /tmp/wps_success /tmp/pbc_overlap /tmp/wps_timeout
 	case $(knob wps) in
 	success) touch /tmp/wps_success ;;
 	overlap) touch /tmp/pbc_overlap ;;
@@ -167,7 +199,8 @@ removeGuestWifiBonus.sh)
 
 uci_apply)
 	[ $# -eq 1 ] || refuse "$@"
-	[ "$(knob uci_apply)" = ok ] || exit 1 ;;
+	[ "$(knob uci_apply)" = ok ] || exit 1
+	case $1 in firewall | parental) drop_marked_rules "$1" ;; esac ;;
 
 wifi_setting_flag.sh)
 	touch /etc/pemo-agent/wifi_setting_flag ;;

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "check.h"
 #include "client.h"
 #include "document.h"
 #include "platform/fd.h"
@@ -49,6 +50,8 @@ struct Options {
   std::optional<cli::Layout> layout;  // none: indented on a terminal, compact otherwise
   std::string band;
   bool json = false;
+  bool write = false;  // check: also the reversible changes
+  std::string only;    // check: one family
 };
 
 int complain(int code, const std::string& message) {
@@ -71,6 +74,8 @@ void usage(FILE* out) {
       "  hosts                the host table, read in one session\n"
       "  discover [ADDRESS]   send the discovery datagram (default: to the broadcast address\n"
       "                       of every local IPv4 interface) and list the gateways that answer\n"
+      "  check [ADDRESS]      what of the gateway works, a line per capability with a hint\n"
+      "                       for each failure (exit 0 all pass, 1 a failure, 2 unreachable)\n"
       "  schema               every path of the agent's tree with its type (no agent needed)\n"
       "  statuses             every status the agent answers with, and its meaning\n"
       "\n"
@@ -81,11 +86,16 @@ void usage(FILE* out) {
       "      --password-file F    read the password from the first line of F\n"
       "      --ask-password       prompt for the password on the terminal\n"
       "  -t, --timeout SEC        wait for connect and reply (default 10); for discover, how\n"
-      "                           long to collect answers (default 3)\n"
+      "                           long to collect answers (default 3); for check, also how\n"
+      "                           long to wait for a WPS session's outcome (default 130)\n"
       "  -b, --band 24G|5G        address one radio: adds CheckFreqBand where the tree has it\n"
       "  -c, --compact            compact JSON (the default when standard output is no terminal)\n"
       "      --paths              print replies as PATH=VALUE lines\n"
-      "      --json               discover: print the answers as JSON\n"
+      "      --json               discover, check: print the answers as JSON\n"
+      "      --write              check: also make reversible changes, each undone at the end\n"
+      "                           (an interrupted run is undone by the next)\n"
+      "      --only FAMILY        check: one family (discovery session tree hosts diagnostics\n"
+      "                           firmware wifi guest parental blocking mesh wps)\n"
       "  -V, --version            print the version\n"
       "  -h, --help               this text\n"
       "\n"
@@ -450,6 +460,21 @@ int run_statuses(std::span<const std::string> words, const Options&) {
   return kServed;
 }
 
+int run_check_command(std::span<const std::string> words, const Options& options) {
+  if (words.size() > 1) return complain(kLocalError, "check takes at most one address");
+  cli::CheckOptions check;
+  check.host = words.empty() ? options.host : words[0];
+  check.port = options.port;
+  check.password = options.password;
+  check.timeout = options.timeout;
+  if (options.timeout_given) check.outcome_wait = options.timeout;
+  check.write = options.write;
+  check.json = options.json;
+  check.only = options.only;
+  check.undo_file = cli::default_undo_file(check.host, check.port);
+  return cli::run_check(check);
+}
+
 int run_request(const std::string& command, std::span<const std::string> words, const Options& options) {
   Connection connection(options);
   return send_one(connection, command, words, options);
@@ -460,7 +485,7 @@ constexpr struct {
   int (*run)(std::span<const std::string>, const Options&);
 } kCommands[] = {
     {"batch", run_batch}, {"hosts", run_hosts}, {"discover", run_discover}, {"schema", run_schema},
-    {"statuses", run_statuses},
+    {"statuses", run_statuses}, {"check", run_check_command},
 };
 
 bool parse_number(const char* text, long low, long high, long& value) {
@@ -476,7 +501,7 @@ int main(int argc, char** argv) {
   Options options;
   const char* env_password = std::getenv("PEMO_PASSWORD");  // NOLINT(concurrency-mt-unsafe)
   options.password = env_password != nullptr ? env_password : std::string(client::kFactoryPassword);
-  enum { kPasswordFile = 256, kAskPassword, kPaths, kJson };
+  enum { kPasswordFile = 256, kAskPassword, kPaths, kJson, kWrite, kOnly };
   const option long_options[] = {{"host", required_argument, nullptr, 'H'},
                                  {"port", required_argument, nullptr, 'p'},
                                  {"password", required_argument, nullptr, 'P'},
@@ -487,6 +512,8 @@ int main(int argc, char** argv) {
                                  {"compact", no_argument, nullptr, 'c'},
                                  {"paths", no_argument, nullptr, kPaths},
                                  {"json", no_argument, nullptr, kJson},
+                                 {"write", no_argument, nullptr, kWrite},
+                                 {"only", required_argument, nullptr, kOnly},
                                  {"version", no_argument, nullptr, 'V'},
                                  {"help", no_argument, nullptr, 'h'},
                                  {nullptr, 0, nullptr, 0}};
@@ -518,6 +545,8 @@ int main(int argc, char** argv) {
       case 'c': options.layout = cli::Layout::kCompact; break;
       case kPaths: options.layout = cli::Layout::kPaths; break;
       case kJson: options.json = true; break;
+      case kWrite: options.write = true; break;
+      case kOnly: options.only = optarg; break;
       case 'V': std::printf("pemo-cli %s\n", PEMO_VERSION); return kServed;
       case 'h': usage(stdout); return kServed;
       default: usage(stderr); return kLocalError;
