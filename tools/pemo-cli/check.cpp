@@ -10,7 +10,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cctype>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -38,11 +37,9 @@ using namespace std::chrono_literals;
 volatile std::sig_atomic_t g_interrupted = 0;
 void on_signal(int) { g_interrupted = 1; }
 
-constexpr std::chrono::seconds kDiscoveryWait{3};
 constexpr std::chrono::seconds kBusyWait{10};  // Wi-Fi being applied: a guest set is refused meanwhile
 constexpr std::chrono::seconds kPollPace{1};
 constexpr int kUndoAttempts = 5;
-constexpr std::size_t kHostsPerRequest = 8;
 constexpr std::size_t kMaxSsid = 32;
 constexpr const char* kSsid = "Device.WiFi.SSID.1.SSID";
 constexpr const char* kGuest = "Device.WiFi.X_Halvo_GuestAP.Enable";
@@ -72,9 +69,9 @@ struct Answer {
   }
 };
 
-// The value at a dotted path of a reply ("Device.Hosts.Host.3.IPAddress").
-json_object* at(const Answer& answer, std::string_view path) {
-  json_object* value = answer.document.get();
+// The value at a dotted path of a document ("Device.Hosts.Host.3.IPAddress").
+json_object* at(json_object* document, std::string_view path) {
+  json_object* value = document;
   for (std::size_t start = 0; value != nullptr && start <= path.size();) {
     std::size_t dot = path.find('.', start);
     if (dot == std::string_view::npos) dot = path.size();
@@ -86,11 +83,9 @@ json_object* at(const Answer& answer, std::string_view path) {
   return value;
 }
 
-std::string text_at(const Answer& answer, std::string_view path) {
-  json_object* value = at(answer, path);
-  if (auto text = json_text(value)) return std::string(*text);
-  return value != nullptr ? json_object_to_json_string_ext(value, JSON_C_TO_STRING_PLAIN) : "";
-}
+json_object* at(const Answer& answer, std::string_view path) { return at(answer.document.get(), path); }
+
+std::string text_at(const Answer& answer, std::string_view path) { return value_text(at(answer, path)); }
 
 int number_at(const Answer& answer, std::string_view path) {
   json_object* value = at(answer, path);
@@ -118,7 +113,8 @@ class Kit {
     if (reply.status() > 0) answer.document = json_parse_object(reply.payload.c_str());
     return answer;
   }
-  Answer request(std::uint8_t type, std::initializer_list<std::string> words) {
+  // A get of PATH or PATH=VALUE words, or a set of PATH=VALUE words, in one document.
+  Answer request(std::uint8_t type, const std::vector<std::string>& words) {
     JsonPtr document(json_object_new_object());
     Answer answer;
     for (const std::string& word : words) {
@@ -126,10 +122,13 @@ class Kit {
                                                : add_set(document.get(), word, answer.error);
       if (!added) return answer;
     }
-    return exchange(type, json_object_to_json_string_ext(document.get(), JSON_C_TO_STRING_PLAIN), options_.password);
+    return send(type, document.get());
   }
-  Answer get(std::initializer_list<std::string> paths) { return request(kTypeParamGet, paths); }
-  Answer set(std::initializer_list<std::string> assignments) { return request(kTypeParamSet, assignments); }
+  Answer get(const std::vector<std::string>& paths) { return request(kTypeParamGet, paths); }
+  Answer set(const std::vector<std::string>& assignments) { return request(kTypeParamSet, assignments); }
+  Answer send(std::uint8_t type, json_object* document) {
+    return exchange(type, json_object_to_json_string_ext(document, JSON_C_TO_STRING_PLAIN), options_.password);
+  }
   // A Wi-Fi change is answered "{}" and the session closed; true when both happened.
   bool closed_after_wifi_set(const Answer& answer) {
     Reply reply;
@@ -174,7 +173,7 @@ class Kit {
 };
 
 // Repeats a set while Wi-Fi is being applied (-28), for a few seconds.
-Answer set_when_idle(Kit& kit, std::initializer_list<std::string> assignments) {
+Answer set_when_idle(Kit& kit, const std::vector<std::string>& assignments) {
   Answer answer = kit.set(assignments);
   for (auto deadline = std::chrono::steady_clock::now() + kBusyWait;
        answer.answered && answer.status == kWifiBusy && std::chrono::steady_clock::now() < deadline && !g_interrupted;
@@ -203,24 +202,17 @@ bool undo_one(Kit& kit, const std::string& line) {
   if (assignments.empty()) return true;
   // A request of an interrupted run may still be in the agent's hands and land
   // after the undo: the undo is repeated until its last value reads back.
+  // The read sends the inputs before the last value (a radio's band) as they are.
+  const std::string& last = assignments.back();
+  const std::string path = last.substr(0, last.find('='));
+  std::vector<std::string> reads(assignments.begin(), assignments.end() - 1);
+  reads.push_back(path);
   for (int attempt = 0; attempt < kUndoAttempts; ++attempt) {
-    JsonPtr set(json_object_new_object()), get(json_object_new_object());
-    std::string error;
-    for (std::size_t k = 0; k < assignments.size(); ++k) {
-      const std::string& word = assignments[k];
-      if (!add_set(set.get(), word, error) ||
-          !add_get(get.get(), k + 1 < assignments.size() ? word : word.substr(0, word.find('=')), error))
-        return false;
-    }
-    const Answer answer = kit.exchange(kTypeParamSet, json_object_to_json_string_ext(set.get(), JSON_C_TO_STRING_PLAIN),
-                                       kit.options().password);
+    const Answer answer = kit.set(assignments);
     kit.drop_session();  // a Wi-Fi change closes it anyway
     if (!answer.answered) return false;
     std::this_thread::sleep_for(kPollPace);
-    const Answer read = kit.exchange(kTypeParamGet, json_object_to_json_string_ext(get.get(), JSON_C_TO_STRING_PLAIN),
-                                     kit.options().password);
-    const std::string& last = assignments.back();
-    const std::string path = last.substr(0, last.find('='));
+    const Answer read = kit.get(reads);
     if (!read.ok() || text_at(read, path) == last.substr(last.find('=') + 1)) return true;  // or write-only
   }
   return false;
@@ -249,7 +241,7 @@ void check_discovery(Kit& kit) {
   };
   std::vector<client::DiscoveryAnswer> answers;
   std::string error;
-  const auto wait = std::min<std::chrono::milliseconds>(kit.options().timeout, kDiscoveryWait);
+  const auto wait = std::min<std::chrono::milliseconds>(kit.options().timeout, client::kDiscoveryWait);
   if (!client::discover(kit.options().host, kit.options().port, wait, client::kFeatureRequest, answers, error) ||
       answers.empty() || answers[0].payload.empty()) {
     kit.report("discovery", "identity", Verdict::kFail, answers.empty() ? "no answer to the discovery datagram" : error,
@@ -257,15 +249,14 @@ void check_discovery(Kit& kit) {
                "('sys mfsh', the system package, the probe database /tmp/lanwatch.db)");
     return;
   }
-  Answer identity;
-  identity.answered = true;
-  identity.document = json_parse_object(answers[0].payload.c_str());
+  const JsonPtr identity = json_parse_object(answers[0].payload.c_str());
   std::string wrong;
   for (const auto& member : kIdentity)
-    if (!json_object_is_type(at(identity, member.path), member.type)) wrong += std::string(" ") + member.path;
+    if (!json_object_is_type(at(identity.get(), member.path), member.type)) wrong += std::string(" ") + member.path;
   if (wrong.empty())
-    kit.report("discovery", "identity", Verdict::kPass, text_at(identity, "Device.DeviceInfo.ModelName") + " " +
-                                                            text_at(identity, "Device.DeviceInfo.SoftwareVersion"));
+    kit.report("discovery", "identity", Verdict::kPass,
+               value_text(at(identity.get(), "Device.DeviceInfo.ModelName")) + " " +
+                   value_text(at(identity.get(), "Device.DeviceInfo.SoftwareVersion")));
   else
     kit.report("discovery", "identity", Verdict::kFail, "missing or mistyped:" + wrong,
                "the platform's identity sources: 'sys mfsh' and the system package");
@@ -284,17 +275,16 @@ void check_session(Kit& kit) {
   std::string error;
   const FrameHeader bad{kProtocolVersion + 1, kTypeParamGet, 1};  // only its version is wrong
   const HeaderBytes bytes = encode_header(bad);
-  Answer refused;
   kit.exchange(kTypeSysQuery, std::string(client::kFeatureRequest), kit.options().password);  // opens it
-  refused.answered = kit.session().valid() &&
-                     kit.session().send_raw({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, error) &&
-                     kit.session().receive(kit.options().password, reply, error);
+  const bool answered = kit.session().valid() &&
+                        kit.session().send_raw({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, error) &&
+                        kit.session().receive(kit.options().password, reply, error);
   kit.drop_session();
-  if (refused.answered && reply.status() == kStatusBadVersion)
+  if (answered && reply.status() == kStatusBadVersion)
     kit.report("session", "bad header", Verdict::kPass, "refused with status -8");
   else
     kit.report("session", "bad header", Verdict::kFail,
-               refused.answered ? "answered status " + std::to_string(reply.status()) : "no answer: " + error);
+               answered ? "answered status " + std::to_string(reply.status()) : "no answer: " + error);
 
   std::string wrong = kit.options().password;
   wrong.back() = wrong.back() == 'x' ? 'y' : 'x';
@@ -316,23 +306,6 @@ constexpr struct {
     {"Device.DeviceInfo.X_Halvo_SoftwareUpdateOTA.Newfirmwaredate", kFileError},  // no online answer to date
 };
 
-// The leaves of a get document, each as its member names.
-void leaves(json_object* object, std::vector<std::string>& names, std::vector<std::vector<std::string>>& out) {
-  json_object_object_foreach(object, name, value) {
-    names.emplace_back(name);
-    if (json_object_is_type(value, json_type_object)) leaves(value, names, out);
-    else out.push_back(names);
-    names.pop_back();
-  }
-}
-
-std::string dotted(const std::vector<std::string>& names) {
-  std::string path;
-  for (const std::string& name : names)
-    path += (path.empty() ? "" : ".") + (name.size() > 1 && name[0] == 'i' && std::isdigit(name[1]) ? name.substr(1) : name);
-  return path;
-}
-
 // Every readable leaf of each top-level object, answered with its node's type;
 // when the object's get fails, each leaf alone, so that the failing one is named.
 void check_tree(Kit& kit) {
@@ -341,25 +314,17 @@ void check_tree(Kit& kit) {
   for (int top = first;;) {
     JsonPtr asked(json_object_new_object());
     add_member(asked.get(), member_path(tree, top), every_leaf_below(tree, top).release());
-    const Answer answer =
-        kit.exchange(kTypeParamGet, json_object_to_json_string_ext(asked.get(), JSON_C_TO_STRING_PLAIN),
-                     kit.options().password);
-    std::vector<std::vector<std::string>> paths;
-    std::vector<std::string> names;
-    leaves(asked.get(), names, paths);
+    const Answer answer = kit.send(kTypeParamGet, asked.get());
+    std::istringstream lines(format_reply(asked.get(), Layout::kPaths));  // one PATH=VALUE line a leaf
     std::string wrong;
-    for (const auto& leaf : paths) {
-      json_object* want = asked.get();
-      for (const std::string& name : leaf) want = json_member(want, name.c_str());
-      const std::string path = dotted(leaf);
+    for (std::string line; std::getline(lines, line);) {
+      const std::string path = line.substr(0, line.find('='));
+      json_object* want = at(asked.get(), path);
       if (answer.ok()) {
         if (!json_object_is_type(at(answer, path), json_object_get_type(want))) wrong += " " + path + " (mistyped or missing)";
         continue;
       }
-      JsonPtr one(json_object_new_object());
-      add_member(one.get(), leaf, json_object_get(want));
-      const Answer alone = kit.exchange(kTypeParamGet, json_object_to_json_string_ext(one.get(), JSON_C_TO_STRING_PLAIN),
-                                        kit.options().password);
+      const Answer alone = kit.get({path});
       bool allowed = json_object_is_type(at(alone, path), json_object_get_type(want));
       for (const auto& entry : kAllowedStatuses) allowed = allowed || (path.starts_with(entry.below) && alone.status == entry.status);
       if (!allowed) wrong += " " + path + " (" + alone.what() + ")";
@@ -383,13 +348,11 @@ void check_hosts(Kit& kit) {
     kit.report("hosts", "host table", Verdict::kFail, count.ok() ? "no host (this machine is one)" : count.what(), hint);
     return;
   }
-  for (int first = 1; first <= hosts; first += static_cast<int>(kHostsPerRequest)) {
-    const int last = std::min(hosts, first + static_cast<int>(kHostsPerRequest) - 1);
-    JsonPtr document(json_object_new_object());
-    std::string error;
-    for (int k = first; k <= last; ++k) add_get(document.get(), "Device.Hosts.Host." + std::to_string(k) + ".PhysAddress", error);
-    const Answer rows = kit.exchange(kTypeParamGet, json_object_to_json_string_ext(document.get(), JSON_C_TO_STRING_PLAIN),
-                                     kit.options().password);
+  for (int first = 1; first <= hosts; first += client::kHostsPerRequest) {
+    const int last = std::min(hosts, first + client::kHostsPerRequest - 1);
+    std::vector<std::string> paths;
+    for (int k = first; k <= last; ++k) paths.push_back("Device.Hosts.Host." + std::to_string(k) + ".PhysAddress");
+    const Answer rows = kit.get(paths);
     for (int k = first; k <= last; ++k)
       if (text_at(rows, "Device.Hosts.Host." + std::to_string(k) + ".PhysAddress").size() != 17) {
         kit.report("hosts", "host table", Verdict::kFail,

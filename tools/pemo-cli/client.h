@@ -18,6 +18,11 @@ inline constexpr std::string_view kFeatureRequest =
     R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"MagicNum":"Q5190","AppVersion":1}}}})";
 // The gateway's password until its owner changes it.
 inline constexpr std::string_view kFactoryPassword = "5927";
+// How long discovery answers are collected: the agent pauses half a second
+// before each answer, and up to a second more just after it starts.
+inline constexpr std::chrono::seconds kDiscoveryWait{3};
+// Hosts read in one request: their replies stay well inside one message.
+inline constexpr int kHostsPerRequest = 8;
 
 struct Reply {
   FrameHeader header;

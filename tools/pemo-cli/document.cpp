@@ -171,6 +171,12 @@ void paths_of(json_object* value, const std::string& path, std::string& out) {
 
 }  // namespace
 
+std::string value_text(json_object* value) {
+  if (value == nullptr) return "";
+  if (auto text = json_text(value)) return std::string(*text);
+  return json_object_to_json_string_ext(value, JSON_C_TO_STRING_PLAIN);
+}
+
 std::vector<std::string> member_path(const ParamTree& tree, int position) {
   std::vector<std::string> names;
   for (int p = position; p != ParamTree::kRoot;) {

@@ -50,6 +50,10 @@ enum class Layout { kCompact, kPretty, kPaths };
 // "Device.A.1.B=value" line per leaf (text values with JSON's escapes).
 std::string format_reply(json_object* document, Layout layout);
 
+// A reply value as a person reads it: a text without quotes, anything else as
+// compact JSON, nothing as "".
+std::string value_text(json_object* value);
+
 // The meaning of one status, or "an unknown status".
 std::string_view status_meaning(int status);
 

@@ -36,9 +36,7 @@ enum Exit : int {
   kLocalError = 3,   // usage, an unreadable or malformed document, a path or member the tree does not know
 };
 
-constexpr std::chrono::seconds kDiscoveryWait{3};
 constexpr std::size_t kMaxPassword = 31;  // the agent keys sessions with at most 31 characters
-constexpr std::size_t kHostsPerRequest = 8;  // their replies stay well inside one message
 constexpr const char* kHostCount = R"({"Device":{"Hosts":{"HostNumberOfEntries":0}}})";
 
 struct Options {
@@ -332,12 +330,6 @@ constexpr std::pair<const char*, const char*> kHostColumns[] = {
     {"X_Halvo_Band", "BAND"},   {"X_Halvo_RSSI", "RSSI"},
 };
 
-std::string cell_text(json_object* value) {
-  if (value == nullptr) return "";
-  if (auto text = json_text(value)) return std::string(*text);
-  return json_object_to_json_string_ext(value, JSON_C_TO_STRING_PLAIN);
-}
-
 // Reads the host count, then the hosts, in one session: the snapshot that the
 // count takes lives as long as the session.
 int run_hosts(std::span<const std::string> words, const Options& options) {
@@ -351,8 +343,8 @@ int run_hosts(std::span<const std::string> words, const Options& options) {
                                              "HostNumberOfEntries")).value_or(0);
   std::vector<std::vector<std::string>> rows = {{"#"}};
   for (const auto& [member, heading] : kHostColumns) rows[0].emplace_back(heading);
-  for (int first = 1; first <= count; first += static_cast<int>(kHostsPerRequest)) {
-    const int last = std::min(count, first + static_cast<int>(kHostsPerRequest) - 1);
+  for (int first = 1; first <= count; first += client::kHostsPerRequest) {
+    const int last = std::min(count, first + client::kHostsPerRequest - 1);
     JsonPtr document(json_object_new_object());
     for (int k = first; k <= last; ++k)
       for (const auto& [member, heading] : kHostColumns) {
@@ -370,7 +362,7 @@ int run_hosts(std::span<const std::string> words, const Options& options) {
     for (int k = first; k <= last; ++k) {
       json_object* host = json_member(table, ("i" + std::to_string(k)).c_str());
       rows.push_back({std::to_string(k)});
-      for (const auto& [member, heading] : kHostColumns) rows.back().push_back(cell_text(json_member(host, member)));
+      for (const auto& [member, heading] : kHostColumns) rows.back().push_back(cli::value_text(json_member(host, member)));
     }
   }
   std::vector<std::size_t> widths(rows[0].size(), 0);
@@ -406,7 +398,7 @@ int run_discover(std::span<const std::string> words, const Options& options) {
   else if (!client::local_broadcasts(targets, error)) return complain(kLocalError, error);
   if (targets.empty()) return complain(kUnreachable, "no interface with a broadcast address is up: name an address");
   const auto wait = options.timeout_given ? std::chrono::duration_cast<std::chrono::milliseconds>(options.timeout)
-                                          : std::chrono::milliseconds(kDiscoveryWait);
+                                          : std::chrono::milliseconds(client::kDiscoveryWait);
   std::vector<client::DiscoveryAnswer> answers;
   for (const std::string& target : targets) {
     std::vector<client::DiscoveryAnswer> more;
