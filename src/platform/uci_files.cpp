@@ -37,9 +37,11 @@ constexpr std::chrono::microseconds kRenamePoll{200};
 constexpr std::size_t kKeepReplaced = 4;
 constexpr std::size_t kKeepReplacedMax = 64;
 
-bool sync_dir(const std::string& dir) {
+// Puts a finished rename on disk. Its result is not wanted: the rename is
+// done, and a failed sync only delays it on disk.
+void sync_dir(const std::string& dir) {
   UniqueFd fd(open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return fd.valid() && fsync(fd.get()) == 0;
+  if (fd.valid()) fsync(fd.get());
 }
 
 // Whether another program's commit has written its new package file beside
@@ -195,7 +197,7 @@ int replace_file(const std::string& path, std::string_view text, mode_t mode) {
     unlink(temp.c_str());
     return kErrIo;
   }
-  static_cast<void>(sync_dir(dir));  // the rename is done; a failed directory sync only delays it on disk
+  sync_dir(dir);
   return kOk;
 }
 

@@ -162,6 +162,14 @@ TEST_F(Firmware, ExtenderUpgradeCommandForms) {
   EXPECT_EQ(last(), "/usr/sbin/hv1905App 9 'm3' '1' '2' '" + url + "'");
   test::device(cfg + R"({"HostMAC":"m4","ControlOption":1}}})", kSet);
   EXPECT_EQ(last(), "/usr/sbin/hv1905App 9 'm4' '1' 0 NULL");
+  // A command's texts are forgotten once it ran: half of the next never pairs with them.
+  const auto ran = runner_.count();
+  test::device(cfg + R"({"HostMAC":"m1"}}})", kSet);
+  EXPECT_EQ(runner_.count(), ran);
+  test::device(cfg + R"({"ControlOption":3}}})", kSet);
+  EXPECT_EQ(last(), "/usr/sbin/hv1905App 9 'm1' '3' 0 NULL");
+  test::device(cfg + R"({"ControlOption":3}}})", kSet);
+  EXPECT_EQ(runner_.count(), ran + 1);
 }
 
 }  // namespace

@@ -119,7 +119,12 @@ TEST_F(UciStore, RefusesChangesThatCannotLand) {
   ASSERT_EQ(parse_path("wireless.@wifi-iface[0]", path), kOk);
   EXPECT_EQ(stage(dirs_, Command::kRename, path, "wifi0"), kErrDuplicate);
   EXPECT_EQ(stage(dirs_, Command::kRename, path, "bad name"), kErrInval);
+  ASSERT_EQ(parse_path("wireless.nosuch.list", path), kOk);
+  EXPECT_EQ(stage(dirs_, Command::kListDelete, path, "x"), kErrInval);
   EXPECT_FALSE(staged());
+  // A change file that cannot be opened is an error, not "nothing to revert".
+  std::filesystem::create_directories(dirs_.save + "/wireless");
+  EXPECT_EQ(revert(dirs_, "wireless"), kErrIo);
 }
 
 // A torn last record is dropped; a record that does not parse costs only itself.
