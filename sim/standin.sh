@@ -184,7 +184,9 @@ getGuestWifiBonus.sh)
 	[ "$1 $2" = "get_time_gui ath3" ] && [ $# -eq 2 ] || refuse "$@"
 	deadline=$(cat "$SIM/state/guest_deadline_24G" 2>/dev/null)
 	now=$(date +%s)
-	if [ -n "$deadline" ] && [ "$deadline" -gt "$now" ]; then echo $((deadline - now)); else echo 0; fi ;;
+	# Whole minutes, rounded up (all the app shows): a transcript then does not
+	# depend on the second it was made in.
+	if [ -n "$deadline" ] && [ "$deadline" -gt "$now" ]; then echo $(((deadline - now + 59) / 60 * 60)); else echo 0; fi ;;
 
 addGuestWifiBonus.sh)
 	[ $# -eq 3 ] && [ "$1" = 3 ] || refuse "$@"

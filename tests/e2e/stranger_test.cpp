@@ -161,7 +161,8 @@ TEST_F(Strangers, StalledClientsHoldABoundedShare) {
     static_cast<void>(stalled.back().send_raw(test::header_bytes(1, kTypeParamGet, 100) + "{\"Dev", error));
   }
   EXPECT_EQ(gateway_.get(kSsidGet), kSsidReply);
-  EXPECT_TRUE(test::eventually([&] { return test::proc_status_field(agent, "Threads") <= threads + 32; }));
+  // Under load the last of the share's threads may still be starting.
+  EXPECT_TRUE(test::eventually([&] { return test::proc_status_field(agent, "Threads") == threads + static_cast<long>(kMaxConnectionsPerPeer); }));
   const long held = test::proc_status_field(agent, "Threads") - threads;
   const long grown = test::proc_status_field(agent, "RssAnon") - memory;
   std::printf("stalled: 300 clients hold %ld threads and %ld KiB\n", held, grown);
