@@ -33,6 +33,7 @@ int main(int argc, char** argv) {
     buffer = "wireless.@wifi-iface[4].ssid";
     static_cast<void>(cfg_get(buffer));  // measured for its cost, not its value
   } else if (what == "walk") {
+    const uci::ReadScope reads;  // as the session serves a message
     JsonPtr document(json_tokener_parse(bench::kWifiRead.c_str()));
     ParseContext context = new_parse_context(false);
     static_cast<void>(message_parser(document.get(), context));  // measured for its cost

@@ -46,6 +46,7 @@ void BM_ParseAndWalkWifiRead(benchmark::State& state) {
   test::RecordingRunner recorder;
   ScopedRunner scoped(recorder);
   for (auto _ : state) {
+    const uci::ReadScope reads;  // as the session serves a message
     JsonPtr document(json_tokener_parse(bench::kWifiRead.c_str()));
     ParseContext context = new_parse_context(false);
     benchmark::DoNotOptimize(message_parser(document.get(), context));

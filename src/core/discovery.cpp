@@ -297,6 +297,7 @@ void app_discover_main() {
     log_msg(kLogDebug, "%s : version = %d, type = %d, length = %d\n", "app_discover_main",
             request.version, request.type, request.length);
 
+    const uci::ReadScope reads;  // the reply reads each package once
     const int code = discovery_header_status(request);
     auto send_to_sender = [&](const char* data, std::size_t length) {
       return sendto(sock.get(), data, length, 0, reinterpret_cast<sockaddr*>(&sender), sender_length);

@@ -159,6 +159,7 @@ void tcp_handler(UniqueFd sock) {
     int received = tcp_msg_recv(sock.get(), request, buffer);
     if (received == -2 || received == 1) break;
     if (received == -1) continue;
+    const uci::ReadScope reads;  // the message, key included, reads each package once
     log_msg(kLogInfo,
             "%s : req_header.type = 0x%x req_header.length = 0x%x req_header.version = 0x%x\n",
             "tcp_handler", request.type, static_cast<unsigned>(request.length), request.version);

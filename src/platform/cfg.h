@@ -1,5 +1,6 @@
-// The agent's UCI operations. Each call loads what it needs afresh, so it always
-// sees the latest committed and staged state, also changes made by other processes.
+// The agent's UCI operations. Outside a uci::ReadScope each call loads what it
+// needs afresh; inside one (a request), each package is read once, and the
+// request's own writes and platform commands make the next read fresh.
 #pragma once
 
 #include <cstddef>

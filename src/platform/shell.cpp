@@ -162,9 +162,12 @@ ScopedRunner::ScopedRunner(CommandRunner& r)
 
 ScopedRunner::~ScopedRunner() { current_runner.store(previous_, std::memory_order_release); }
 
+// A platform command may change any package: the caller's next read of one is fresh.
 int shell_run(std::string_view command, std::chrono::milliseconds timeout) {
   ShellRequest request{std::string(command), false, 0, timeout};
-  return runner().execute(request).status;
+  const int status = runner().execute(request).status;
+  uci::forget_reads();
+  return status;
 }
 
 void shell_fire(std::string_view command, std::chrono::milliseconds timeout) {
@@ -174,7 +177,9 @@ void shell_fire(std::string_view command, std::chrono::milliseconds timeout) {
 ShellResult shell_capture(std::string_view command, std::size_t output_limit,
                           std::chrono::milliseconds timeout) {
   ShellRequest request{std::string(command), true, output_limit, timeout};
-  return runner().execute(request);
+  ShellResult result = runner().execute(request);
+  uci::forget_reads();
+  return result;
 }
 
 // UCI files quote values the way the shell does, so one routine serves both; a

@@ -107,8 +107,8 @@ struct ParseCache {
 
 ParseCache& parse_cache() { return process_lifetime<ParseCache>(); }
 
-int load(const Dirs& dirs, std::string_view name, Loaded& out, ParseError& error) {
-  if (!valid_package_name(name)) return kErrInval;
+// Reads the package's files, each under its lock, and parses them (or reuses the parse).
+int load_files(const Dirs& dirs, std::string_view name, Loaded& out, ParseError& error) {
   const std::string path = config_path(dirs, name);
   std::string config_text;
   ChangeTexts texts;
@@ -127,6 +127,49 @@ int load(const Dirs& dirs, std::string_view name, Loaded& out, ParseError& error
   std::lock_guard lock(cache.mutex);
   cache.entries[path] = ParseCache::Entry{std::move(config_text), std::move(texts), out};
   return kOk;
+}
+
+}  // namespace
+
+// The loads of this thread's open ReadScope, owned by it; none outside a scope.
+struct ScopeReads {
+  std::map<std::string, Loaded> loads;  // by package file and save directory
+};
+
+namespace {
+
+thread_local ScopeReads* t_scope_reads = nullptr;
+
+std::string scope_key(const Dirs& dirs, std::string_view name) { return config_path(dirs, name) + '\n' + dirs.save; }
+
+// A write through this engine drops the package from the thread's scope before
+// it reads the package (it must see the files) and after (they changed).
+class Writing {
+ public:
+  Writing(const Dirs& dirs, std::string_view name) : key_(scope_key(dirs, name)) { forget(); }
+  ~Writing() { forget(); }
+  Writing(const Writing&) = delete;
+  Writing& operator=(const Writing&) = delete;
+
+ private:
+  void forget() const {
+    if (t_scope_reads != nullptr) t_scope_reads->loads.erase(key_);
+  }
+  std::string key_;
+};
+
+int load(const Dirs& dirs, std::string_view name, Loaded& out, ParseError& error) {
+  if (!valid_package_name(name)) return kErrInval;
+  const std::string key = scope_key(dirs, name);
+  if (t_scope_reads != nullptr) {
+    if (auto it = t_scope_reads->loads.find(key); it != t_scope_reads->loads.end()) {
+      out = it->second;
+      return kOk;
+    }
+  }
+  const int rc = load_files(dirs, name, out, error);
+  if (rc == kOk && t_scope_reads != nullptr) t_scope_reads->loads.emplace(key, out);
+  return rc;
 }
 
 // The mode a new file of the package gets: its package file's, else `fallback`.
@@ -172,7 +215,20 @@ int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseErr
   return kOk;
 }
 
+ReadScope::ReadScope() : reads_(t_scope_reads == nullptr ? std::make_unique<ScopeReads>() : nullptr) {
+  if (reads_ != nullptr) t_scope_reads = reads_.get();
+}
+
+ReadScope::~ReadScope() {
+  if (reads_ != nullptr) t_scope_reads = nullptr;
+}
+
+void forget_reads() {
+  if (t_scope_reads != nullptr) t_scope_reads->loads.clear();
+}
+
 int stage(const Dirs& dirs, Command command, const Path& path, std::string_view value) {
+  const Writing writing(dirs, path.package);
   if (!path.has_section || !valid_value(value)) return kErrInval;
   const bool option_only = command == Command::kListAdd || command == Command::kListDelete;
   if ((option_only && !path.has_option) || (command == Command::kReorder && path.has_option) ||
@@ -217,6 +273,7 @@ int stage_set(const Dirs& dirs, const Path& path, std::string_view value) {
 int stage_add(const Dirs& dirs, std::string_view name, std::string_view type, std::string& section) {
   if (!valid_type(type)) return kErrInval;
   if (!valid_package_name(name)) return kErrInval;
+  const Writing writing(dirs, name);
   PackageGuard guard;
   if (int rc = guard.acquire(config_path(dirs, name), O_RDONLY, false); rc != kOk) return rc;
   Package package;
@@ -229,6 +286,7 @@ int stage_add(const Dirs& dirs, std::string_view name, std::string_view type, st
 
 int stage_changes(const Dirs& dirs, std::string_view package, const std::vector<Change>& changes) {
   if (!valid_package_name(package)) return kErrInval;
+  const Writing writing(dirs, package);
   PackageGuard guard;
   if (int rc = guard.acquire(config_path(dirs, package), O_RDONLY, false); rc != kOk) return rc;
   std::string records;
@@ -238,6 +296,7 @@ int stage_changes(const Dirs& dirs, std::string_view package, const std::vector<
 
 int commit(const Dirs& dirs, std::string_view name) {
   if (!valid_package_name(name)) return kErrInval;
+  const Writing writing(dirs, name);
   const std::string path = config_path(dirs, name);
   PackageGuard config;
   if (int rc = config.acquire(path, O_RDWR, true); rc != kOk) return rc;
@@ -267,6 +326,7 @@ int commit(const Dirs& dirs, std::string_view name) {
 
 int write_package(const Dirs& dirs, const Package& package) {
   if (!valid_package_name(package.name)) return kErrInval;
+  const Writing writing(dirs, package.name);
   const std::string path = config_path(dirs, package.name);
   PackageGuard config;
   if (int rc = config.acquire(path, O_RDWR | O_CREAT, true); rc != kOk) return rc;
@@ -280,6 +340,7 @@ int write_package(const Dirs& dirs, const Package& package) {
 
 int revert(const Dirs& dirs, const Path& path) {
   if (!valid_package_name(path.package)) return kErrInval;
+  const Writing writing(dirs, path.package);
   std::string section = path.section;
   if (path.by_index) {
     Package package;

@@ -174,10 +174,33 @@ struct Dirs {
 // (with `error`) or kErrIo otherwise. `staged` receives the changes read.
 [[nodiscard]] int load_package(const Dirs& dirs, std::string_view name, Package& out, ParseError* error = nullptr,
                  std::vector<Change>* staged = nullptr);
-// The same, shared instead of copied, for readers that only look. The files are
-// read every time; only their parse is reused, and only for the same bytes.
+// The same, shared instead of copied, for readers that only look. Outside a
+// ReadScope the files are read every time; only their parse is reused, and only
+// for the same bytes.
 [[nodiscard]] int load_shared(const Dirs& dirs, std::string_view name, std::shared_ptr<const Package>& out,
                 ParseError* error = nullptr);
+
+struct ScopeReads;
+
+// While a ReadScope is open on a thread, the thread reads each package once: its
+// later loads are served from that read, until the scope ends or the thread
+// writes the package through this engine (which reads the files afresh). A
+// request opens one: it pays for one read of each package and sees one state of
+// it, and another program's change shows in the next request. Scopes do not
+// nest: an inner one shares the outer one's reads.
+class ReadScope {
+ public:
+  ReadScope();
+  ~ReadScope();
+  ReadScope(const ReadScope&) = delete;
+  ReadScope& operator=(const ReadScope&) = delete;
+
+ private:
+  std::unique_ptr<ScopeReads> reads_;  // null in an inner scope
+};
+// Drops every read of this thread's scope: a platform command may have changed
+// any package.
+void forget_reads();
 
 // Stages one change given by a path: resolves @type[n] to the section's name,
 // checks that the change applies to the package as it is, and appends its record

@@ -27,6 +27,16 @@ TEST_F(Gateway, StartsServesAndRefusesASecondInstance) {
   client::Reply reply = gateway_.exchange(kTypeSysQuery, std::string(client::kFeatureRequest));
   EXPECT_NE(reply.payload.find(R"("MagicNum": "Q5190")"), std::string::npos) << reply.status();
   EXPECT_NE(gateway_.read("/tmp/mfsh.info").find("Serial Number: "), std::string::npos);
+  // A request reads each package once; a commit by the platform's tool between two
+  // requests of one session shows in the second.
+  client::Session session = gateway_.connect();
+  const std::string ssid = R"({"Device":{"WiFi":{"SSID":{"i1":{"SSID":""}}}}})";
+  const auto named = [](const char* name) {
+    return std::string(R"({ "Device": { "WiFi": { "SSID": { "i1": { "SSID": ")") + name + "\" } } } } }";
+  };
+  EXPECT_EQ(test::exchange(session, kTypeParamGet, ssid).payload, named("HomeGateway-2.4G"));
+  gateway_.run("uci set wireless.@wifi-iface[0].ssid=Other && uci commit wireless");
+  EXPECT_EQ(test::exchange(session, kTypeParamGet, ssid).payload, named("Other"));
   EXPECT_EQ(gateway_.run("pemo-agent >/tmp/second.log 2>&1 & pid=$!; wait $pid; "
                          "echo $? $(grep -c bind /tmp/second.log) $(($(cat /var/run/pemo_agent.pid) - pid))"),
             "1 1 0\n");

@@ -108,6 +108,30 @@ TEST_F(UciStore, StagedChangesAreSeenAtOnceAndWrittenByCommit) {
   EXPECT_EQ(get("wireless.wifi0.channel"), "<missing>");
 }
 
+// A request's scope: one read of each package, its own writes read back, and
+// the next scope sees what other programs wrote.
+TEST_F(UciStore, AScopeReadsEachPackageOnceAndSeesItsOwnWrites) {
+  const std::string file = dirs_.config + "/wireless", seed = read_file(file);
+  const auto channel = [&](const std::string& value) {  // another program's commit
+    std::string text = seed;
+    write_file(file, text.replace(text.find("'auto'"), 6, "'" + value + "'"));
+  };
+  {
+    const ReadScope scope;
+    EXPECT_EQ(get("wireless.wifi0.channel"), "auto");
+    channel("11");
+    EXPECT_EQ(get("wireless.wifi0.channel"), "auto");
+    ASSERT_EQ(set("wireless.@wifi-iface[0].ssid", "mine"), kOk);
+    EXPECT_EQ(get("wireless.@wifi-iface[0].ssid"), "mine");
+    EXPECT_EQ(get("wireless.wifi0.channel"), "11");
+    channel("12");
+    forget_reads();  // as after a platform command
+    EXPECT_EQ(get("wireless.wifi0.channel"), "12");
+    channel("13");
+  }
+  EXPECT_EQ(get("wireless.wifi0.channel"), "13");
+}
+
 TEST_F(UciStore, RefusesChangesThatCannotLand) {
   EXPECT_EQ(set("wireless.nosuch.ssid", "x"), kErrInval);
   EXPECT_EQ(set("wireless.@wifi-iface[9].ssid", "x"), kErrInval);
