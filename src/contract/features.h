@@ -6,7 +6,9 @@
 namespace pemo {
 
 inline constexpr const char* kFeatureFile = "/etc/pemo-agent/feature.json";
+// The application the agent serves announces this magic number and this version.
 inline constexpr const char* kMagicNumber = "Q5190";
+inline constexpr int kServedAppVersion = 1;
 
 // Loads the feature list once at start-up. 0, or -1 when the file is missing, is
 // not JSON, or lacks Device.X_Halvo_Ext.AppInfo.AppVersion (a message says which).

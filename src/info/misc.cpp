@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "contract/features.h"
 #include "info/info.h"
 #include "platform/clock.h"
 #include "platform/files.h"
@@ -129,13 +130,13 @@ int security_modes(std::string_view, ParseContext& context) {
 // The two announcements of the application: echoed, and flagged when they are not
 // ours. An empty value does not match.
 int magic_number(std::string_view value, ParseContext& context) {
-  if (value.empty() || value != "Q5190") context.flags |= kFlagMagicMismatch;
+  if (value.empty() || value != kMagicNumber) context.flags |= kFlagMagicMismatch;
   context.text.assign(value);
   return 0;
 }
 
 int app_version(std::string_view value, ParseContext& context) {
-  if (value.empty() || std::atoi(std::string(value).c_str()) != 1) context.flags |= kFlagVersionFail;
+  if (value.empty() || std::atoi(std::string(value).c_str()) != kServedAppVersion) context.flags |= kFlagVersionFail;
   context.text.assign(value);
   return 0;
 }

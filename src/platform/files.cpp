@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "platform/fd.h"
+#include "platform/uci_files.h"
 
 namespace pemo {
 
@@ -74,25 +75,11 @@ std::string error_text(int error) { return std::generic_category().message(error
 
 void unlink_file(const std::string& path) { unlink(path.c_str()); }
 
-namespace {
-
-bool write_whole(int fd, std::string_view content) {
-  while (!content.empty()) {
-    ssize_t n = write(fd, content.data(), content.size());
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    content.remove_prefix(static_cast<std::size_t>(n));
-  }
-  return true;
-}
-
-}  // namespace
-
 bool replace_text_file(const std::string& path, const std::string& temp, std::string_view content) {
   bool written = false;
   {
     UniqueFd fd(open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-    written = fd.valid() && write_whole(fd.get(), content) && fsync(fd.get()) == 0;
+    written = fd.valid() && uci::files::write_all(fd.get(), content) && fsync(fd.get()) == 0;
   }
   if (written && rename(temp.c_str(), path.c_str()) == 0) return true;
   unlink(temp.c_str());
@@ -101,7 +88,7 @@ bool replace_text_file(const std::string& path, const std::string& temp, std::st
 
 bool write_text_file(const std::string& path, std::string_view content) {
   UniqueFd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-  return fd.valid() && write_whole(fd.get(), content);
+  return fd.valid() && uci::files::write_all(fd.get(), content);
 }
 
 }  // namespace pemo
