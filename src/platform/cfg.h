@@ -34,8 +34,8 @@ inline constexpr std::string_view kUciApplyCommand = "/sbin/uci_apply";
 // -12, -13 or -16 (value of `capacity` bytes or more).
 [[nodiscard]] int cfg_get(std::string& buffer, std::size_t capacity = kTextCapacity);
 // The value at `path`, empty when the read fails; `result`, when given, receives
-// cfg_get's result.
-std::string cfg_value(std::string_view path, int* result = nullptr);
+// cfg_get's result, and `capacity` is cfg_get's.
+std::string cfg_value(std::string_view path, int* result = nullptr, std::size_t capacity = kTextCapacity);
 // Reads a decimal option as atoi would, clamped to int's range: text that is not a
 // number reads as 0, and so does an option or section that is not there. Result:
 // 0, or the failure of a package that cannot be read (-12, with `value` 0), which

@@ -80,9 +80,9 @@ int get_device_hostname(std::string& buffer) {
   return cfg_get(buffer, kNameCapacity);
 }
 
-std::string cfg_value(std::string_view path, int* result) {
+std::string cfg_value(std::string_view path, int* result, std::size_t capacity) {
   std::string text(path);
-  const int rc = cfg_get(text);
+  const int rc = cfg_get(text, capacity);
   if (result != nullptr) *result = rc;
   return text;  // emptied by a failed read
 }

@@ -50,17 +50,10 @@ void wps_watch_stop(std::string_view value) {
   shell_fire("kill $(ps | grep 'watch -tn 5 wps_conf_5G' | grep 'grep' -v | awk '{print $1}')");
 }
 
-std::string read_option(const char* path, int* result = nullptr) {
-  std::string value = path;
-  int rc = cfg_get(value, kNameCapacity);
-  if (result != nullptr) *result = rc;
-  return rc < 0 ? "" : value;
-}
-
 int wan_type_read(std::string& text) {
-  const std::string ifname = read_option("network.wan.ifname");
+  const std::string ifname = cfg_value("network.wan.ifname", nullptr, kNameCapacity);
   int rc = 0;
-  const std::string proto = read_option("network.wan.proto", &rc);
+  const std::string proto = cfg_value("network.wan.proto", &rc, kNameCapacity);
   std::lock_guard lock(wan_type_file_lock());
   // Reads one interface's state at once (default bound); no line reads as no address.
   shell_fire("ifconfig " + shell_quote(ifname) + " | grep \"inet addr:\" > /tmp/wanType");
