@@ -32,10 +32,6 @@ constexpr int kMaxReopen = 100;
 // How long to wait for another program's commit to rename its new file into place.
 constexpr std::chrono::seconds kRenameWait{1};
 constexpr std::chrono::microseconds kRenamePoll{200};
-// Replaced files kept at least, and at most: one that another process still has
-// open beyond the first is kept too, up to the second.
-constexpr std::size_t kKeepReplaced = 4;
-constexpr std::size_t kKeepReplacedMax = 64;
 
 // Puts a finished rename on disk. Its result is not wanted: the rename is
 // done, and a failed sync only delays it on disk.

@@ -15,6 +15,11 @@ namespace pemo::uci::files {
 
 // The library's mode for a file it creates when no package file tells another.
 inline constexpr mode_t kFileMode = 0600;
+// Package files this process replaced are kept open, and rewritten, for readers
+// that opened them before their lock: at least this many, and beyond it those
+// that another process still has open, up to the second.
+inline constexpr std::size_t kKeepReplaced = 4;
+inline constexpr std::size_t kKeepReplacedMax = 64;
 
 // An open file holding a flock; closing it releases the lock.
 struct LockedFile {

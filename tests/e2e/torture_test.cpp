@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "platform/shell.h"
+#include "platform/uci_files.h"
 #include "support/gateway.h"
 #include "support/sandbox.h"
 
@@ -100,6 +101,22 @@ class Torture : public testing::Test {
     return last;
   }
 
+  // The agent's open descriptors by what they lead to: a package file it replaced
+  // (kept for readers that opened it first) by its path, any other as "other".
+  std::map<std::string, long> descriptors() const {
+    std::map<std::string, long> count;
+    std::istringstream targets(gateway_.run("for fd in /proc/$(pidof pemo-agent)/fd/*; do readlink $fd; done"));
+    for (std::string target; std::getline(targets, target);)
+      ++count[target.starts_with("/etc/config/") && target.ends_with(" (deleted)") ? target : "other"];
+    return count;
+  }
+  int connection_threads() const {
+    int count = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(gateway_.agent_pid()) + "/task"))
+      count += test::read_file(task.path() / "comm") == "pemo-conn\n";
+    return count;
+  }
+
   test::SimGateway gateway_;
   const unsigned seed_ = env_number("PEMO_TORTURE_SEED", static_cast<unsigned>(std::time(nullptr)));
   const unsigned seconds_ = env_number("PEMO_TORTURE_SECONDS", test::kSanitizedBuild ? 8 : 20);
@@ -113,6 +130,9 @@ class Torture : public testing::Test {
 TEST_F(Torture, EveryCommitLandsAndEveryReadParses) {
   std::printf("torture: seed %u, %u s\n", seed_, seconds_);
   std::fflush(stdout);
+  ASSERT_TRUE(gateway_.wait_quiet(1500ms));  // the start-up connection and its WAN probes are over
+  const long threads_before = test::proc_status_field(gateway_.agent_pid(), "Threads");
+  const long others_before = descriptors()["other"];
   std::vector<std::thread> threads;
   // The tools: each commits k<i>=i into a section of its own in every package,
   // and prints what it committed.
@@ -216,6 +236,14 @@ TEST_F(Torture, EveryCommitLandsAndEveryReadParses) {
   EXPECT_EQ(refused_, std::vector<std::string>{});
   EXPECT_EQ(lost, std::vector<std::string>{});
   EXPECT_EQ(corrupt_, std::vector<std::string>{});
+  // Hundreds of connections came and went, each with its thread and descriptor;
+  // what stays open is the bounded set of replaced package files.
+  EXPECT_TRUE(test::eventually([&] {
+    return connection_threads() == 0 && test::proc_status_field(gateway_.agent_pid(), "Threads") == threads_before &&
+           descriptors()["other"] == others_before;
+  })) << testing::PrintToString(descriptors());
+  for (const auto& [target, count] : descriptors())
+    EXPECT_TRUE(target == "other" || count <= static_cast<long>(uci::files::kKeepReplacedMax)) << target << " " << count;
 }
 
 }  // namespace

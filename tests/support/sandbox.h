@@ -1,7 +1,6 @@
-// Hermetic test environment. Each test process enters private user, mount and
-// network namespaces before any test runs: /tmp and /run are fresh tmpfs mounts,
-// /etc is an overlay whose changes vanish with the process, and loopback is a
-// private one, so tests may use the agent's real paths and port in parallel.
+// Each test process enters private user, mount and network namespaces first: fresh
+// /tmp and /run, an overlay on /etc and a private loopback, so tests may use the
+// agent's real paths and port in parallel.
 #pragma once
 
 #include <sys/types.h>
@@ -18,13 +17,11 @@
 
 namespace pemo::test {
 
-// Called once from main, before any thread starts; false (with why) when not allowed.
-bool enter_sandbox(std::string& why);
+bool enter_sandbox(std::string& why);  // from main, before any thread starts
 bool sandboxed();
 const std::string& sandbox_failure();
 
-// Whether the suite runs in CI (CI=true), where nothing may be skipped.
-bool in_ci();
+bool in_ci();  // CI=true
 
 // A test that cannot get what it needs says why: skipped on a developer's
 // machine, failed in CI, so that a green CI run never hides an untested part.
@@ -38,32 +35,27 @@ bool in_ci();
 #define PEMO_REQUIRE_SANDBOX() \
   PEMO_REQUIRE(::pemo::test::sandboxed(), "needs private namespaces: " << ::pemo::test::sandbox_failure())
 
-// Polls `condition` until it holds or `limit` has passed: whether it held. Tests
-// wait for what they need this way, never for a guessed time.
+// Polls `condition` until it holds or `limit` has passed: whether it held.
 bool eventually(const std::function<bool()>& condition,
                 std::chrono::milliseconds limit = std::chrono::seconds(10));
 
 void write_file(const std::string& path, std::string_view content);
 std::string read_file(const std::string& path);
 using ::pemo::file_exists;
-// A numeric field of /proc/PID/status ("VmRSS", "RssAnon", "Threads"), or -1.
+// A numeric field of /proc/PID/status ("RssAnon", "Threads"), or -1.
 long proc_status_field(pid_t pid, const std::string& field);
 
-// Writes the minimal system package the session needs (password, host name).
-void seed_system_package(std::string_view password = "5927");
-
-// Copies the simulated gateway's seeded /etc/config packages into place.
-void seed_gateway_config();
+void seed_system_package(std::string_view password = "5927");  // password and host name
+void seed_gateway_config();  // the simulated gateway's seeded /etc/config
 
 // Records every command instead of running it; answers with canned results.
 class RecordingRunner final : public CommandRunner {
  public:
   ShellResult execute(const ShellRequest& request) override;
-  // The commands recorded so far, from the `from`th on.
-  std::vector<std::string> commands(std::size_t from = 0) const;
+  std::vector<std::string> commands(std::size_t from = 0) const;  // from the `from`th on
   std::size_t count() const;
   bool ran(std::string_view command) const;
-  // The bound the last command containing `needle` was run with (0 when none ran).
+  // The bound of the last command containing `needle`, 0 when none ran.
   std::chrono::milliseconds timeout_of(std::string_view needle) const;
   // Commands containing `needle` run `act` and answer `result`; the latest match wins.
   void answer(std::string needle, ShellResult result, std::function<void()> act = {});
