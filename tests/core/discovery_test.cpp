@@ -2,11 +2,7 @@
 #include "core/discovery.h"
 #include "core/discovery_seam.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
 
 #include <thread>
 
@@ -25,14 +21,7 @@ namespace pemo {
 namespace {
 
 using test::header_bytes;
-
-void send_to_agent(int sock, const std::string& datagram) {
-  sockaddr_in agent{};
-  agent.sin_family = AF_INET;
-  agent.sin_port = htons(kServicePort);
-  agent.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  sendto(sock, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&agent), sizeof agent);
-}
+using test::send_to_agent;
 
 const std::string kRequest = R"({"Device":{"X_Halvo_Ext":{"AppInfo":{"MagicNum":"Q5190","AppVersion":1}}}})";
 
@@ -108,18 +97,12 @@ class DiscoveryService : public Discovery {
     std::thread(app_discover_main).detach();  // serves until the test process ends
     sock_ = UniqueFd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     // Header errors are answered at once: wait for the service to be bound.
-    for (int k = 0; k < 30 && ask(header_bytes(2, 5, 1) + "x", 100).empty(); ++k) {
+    for (int k = 0; k < 30 && ask(header_bytes(2, 5, 1) + "x", std::chrono::milliseconds(100)).empty(); ++k) {
     }
   }
-  // Sends a datagram and returns the answer's bytes ("" when none in time).
-  std::string ask(const std::string& datagram, int wait_ms = 3000) {
+  std::string ask(const std::string& datagram, std::chrono::milliseconds wait = std::chrono::seconds(3)) {
     send_to_agent(sock_.get(), datagram);
-    pollfd waiting{sock_.get(), POLLIN, 0};
-    if (poll(&waiting, 1, wait_ms) != 1) return "";
-    std::string answer(4096, '\0');
-    ssize_t n = recv(sock_.get(), answer.data(), answer.size(), 0);
-    answer.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
-    return answer;
+    return test::answer_to(sock_.get(), wait);
   }
   UniqueFd sock_;
 };
@@ -150,18 +133,17 @@ TEST(DiscoveryWait, NothingIsServedUntilTheDatabaseExists) {
   UniqueFd sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   ASSERT_TRUE(clock.wait_for_sleepers(1));  // the loop waits for the database, a second at a time
   send_to_agent(sock.get(), header_bytes(2, 5, 1) + "x");
-  pollfd waiting{sock.get(), POLLIN, 0};
   for (int round = 0; round < 3; ++round) {
     clock.advance(std::chrono::seconds(1));
     ASSERT_TRUE(clock.wait_for_sleepers(1));
   }
-  EXPECT_EQ(poll(&waiting, 1, 100), 0) << "answered without a database";
+  EXPECT_EQ(test::answer_to(sock.get(), std::chrono::milliseconds(100)), "") << "answered without a database";
   test::seed_probe_db(kProbeDbPath);
   clock.advance(std::chrono::seconds(1));   // opened now, and found open a second later
   ASSERT_TRUE(clock.wait_for_sleepers(1));
-  EXPECT_EQ(poll(&waiting, 1, 100), 0) << "answered before the database was found open";
+  EXPECT_EQ(test::answer_to(sock.get(), std::chrono::milliseconds(100)), "") << "answered before the database was found open";
   clock.advance(std::chrono::seconds(1));
-  EXPECT_EQ(poll(&waiting, 1, 4000), 1) << "no answer once the database appeared";
+  EXPECT_NE(test::answer_to(sock.get()), "") << "no answer once the database appeared";
   probe_db_close();
 }
 

@@ -2,9 +2,7 @@
 // gateway: each bound holds, and a gateway started strict (every bound lifted)
 // shows what it bounds. The app's own exchanges are the transcripts' business:
 // Examples/* compare them byte for byte in both modes.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 
@@ -47,14 +45,8 @@ class Strangers : public testing::Test {
   // One discovery exchange from a fresh socket: the answer's bytes, "" for none within `wait`.
   static std::string discover(const std::string& payload, std::chrono::milliseconds wait = 3s) {
     UniqueFd sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const timeval bound{wait.count() / 1000, (wait.count() % 1000) * 1000};
-    setsockopt(sock.get(), SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
-    sockaddr_in agent{AF_INET, htons(kServicePort), {htonl(INADDR_LOOPBACK)}, {}};
-    const std::string datagram = test::header_bytes(1, kTypeDiscovery, static_cast<int>(payload.size())) + payload;
-    sendto(sock.get(), datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&agent), sizeof agent);
-    std::string answer(4096, '\0');
-    const ssize_t n = recv(sock.get(), answer.data(), answer.size(), 0);
-    return n > 0 ? answer.substr(0, static_cast<std::size_t>(n)) : "";
+    test::send_to_agent(sock.get(), test::header_bytes(1, kTypeDiscovery, static_cast<int>(payload.size())) + payload);
+    return test::answer_to(sock.get(), wait);
   }
 
   test::SimGateway gateway_;
@@ -135,9 +127,7 @@ TEST_F(Strangers, ADiscoveryBurstDrainsInSeconds) {
   setsockopt(burst.get(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof buffer);
   const std::string payload(client::kFeatureRequest);
   const std::string datagram = test::header_bytes(1, kTypeDiscovery, static_cast<int>(payload.size())) + payload;
-  sockaddr_in agent{AF_INET, htons(kServicePort), {htonl(INADDR_LOOPBACK)}, {}};
-  for (int k = 0; k < 400; ++k)
-    sendto(burst.get(), datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&agent), sizeof agent);
+  for (int k = 0; k < 400; ++k) test::send_to_agent(burst.get(), datagram);
   const auto sent = std::chrono::steady_clock::now();
   std::string answer;
   while (answer.empty() && std::chrono::steady_clock::now() - sent < 30s) answer = discover(payload, 1s);
