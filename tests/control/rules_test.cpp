@@ -22,25 +22,6 @@ class Rules : public test::HandlerTest {
   bool ran(const std::string& command) const { return runner_.ran(command); }
 };
 
-TEST_F(Rules, RuleValuesAreStoredExactlyAndReadBack) {
-  walk(R"({"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}})", true);
-  const std::string name = "Tom's \\\"PC\\\" $(reboot) `id`; | &&";
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":")" + name +
-                 R"(","Scheduling":{"Days":"Mon,Fri","TimeStopMin":"30"}}}}})", true).front(), '{');
-  // Set values end at a double quote.
-  EXPECT_EQ(options({"parental.rule1.name", "parental.rule1.weekdays"}), "Tom's  | Mon,Fri");
-  EXPECT_TRUE(ran("/sbin/uci_apply 'parental'"));
-  walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"a $(reboot) `id`; b"}}}})", true);
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"","HostMAC":""}}}})", false),
-            R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":"a $(reboot) `id`; b","HostMAC":"a4:5e:60:11:22:33"}}}})");
-  // A command that would not fit the handler text's 127 characters is refused:
-  // "uci set parental.rule1.name='...'" holds 127 with a 97-character name.
-  EXPECT_EQ(walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":")" + std::string(98, 'n') + R"("}}}})", true),
-            "<-21>");
-  EXPECT_EQ(option("parental.rule1.name"), "a $(reboot) `id`; b");
-  walk(R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"PcpName":")" + std::string(97, 'n') + R"("}}}})", true);
-  EXPECT_EQ(option("parental.rule1.name"), std::string(97, 'n'));
-}
 
 TEST_F(Rules, UnblockingMarksEveryRuleOfTheMacOnly) {
   ASSERT_EQ(cfg_set("firewall.general.NextRulePos", "1"), 0);
