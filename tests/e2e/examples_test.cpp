@@ -95,9 +95,7 @@ std::vector<std::string> example_names() {
 }
 
 // Each example, run by pemo-cli on a freshly seeded gateway, leaves exactly its
-// checked-in transcript: the replies and exit status, the platform calls, and
-// what changed in the configuration, the lists, /tmp and the probe database.
-// `scripts/examples.sh --update` writes the transcripts anew.
+// transcript: replies, platform calls and changes (scripts/examples.sh --update).
 class ExampleTranscript : public testing::TestWithParam<std::string> {};
 
 TEST_P(ExampleTranscript, IsReproducedExactly) {

@@ -1,7 +1,5 @@
-// What a stranger on the gateway's LAN can do, measured against the simulated
-// gateway: each bound holds, and a gateway started strict (every bound lifted)
-// shows what it bounds. The app's own exchanges are the transcripts' business:
-// Examples/* compare them byte for byte in both modes.
+// What a stranger on the LAN can do to the simulated gateway: each bound holds, and
+// one started strict (every bound lifted) shows what it bounds.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/socket.h>

@@ -1,10 +1,6 @@
-// The packages of a gateway in use, written and read by everyone at once: the
-// platform's own uci tool and ours committing options of their own, the agent's
-// connections setting Wi-Fi, parental and blocking values, and readers loading
-// the packages through the platform's tool, which opens a file before it locks
-// it. Nothing committed may be lost; no read may fail to parse, hold a NUL byte,
-// or go back on what an earlier read showed as committed. PEMO_TORTURE_SECONDS
-// and PEMO_TORTURE_SEED set a run (scripts/torture.sh runs a long one).
+// Packages written by both uci tools and the agent's connections at once, and read
+// through the platform's tool: nothing committed is lost, and no read fails to
+// parse or goes back on a commit. PEMO_TORTURE_SECONDS and PEMO_TORTURE_SEED set a run.
 #include <gtest/gtest.h>
 
 #include <atomic>

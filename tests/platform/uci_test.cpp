@@ -1,6 +1,5 @@
-// The UCI engine on private directories: what the platform's own tool cannot
-// show (errors, locks, crashes, full disks). Its format and every change record
-// are proven against that tool by uci_interop.sh.
+// The UCI engine on private directories: errors, locks, crashes and full disks
+// (uci_interop.sh proves its format against the platform's tool).
 #include "platform/uci.h"
 
 #include <gtest/gtest.h>
