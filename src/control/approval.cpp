@@ -16,6 +16,7 @@
 #include "contract/mesh_tool.h"
 #include "contract/nodes.h"
 #include "wire/status.h"
+#include "platform/log.h"
 
 namespace pemo {
 namespace {
@@ -96,11 +97,13 @@ int set_approval_switch(int value) {
   // The option mirrors the switch for readers; the tool's answer decides the status.
   static_cast<void>(cfg_set("wireless.wifi.ApproveFlag", std::to_string(value)));
   // The tool answers at once; a run that did not end by itself leaves no answer.
-  if (!ran_to_end(shell_run("hv1905App 16 " + std::to_string(value), kMeshToolBound))) return kActionFailed;
+  if (!ran_to_end(shell_run("hv1905App 16 " + std::to_string(value), kMeshToolBound)))
+    return log_status(kActionFailed, "the approval switch tool did not end by itself");
   if (!file_exists(kMeshToolAnswer)) return kFileError;
   std::string first;
-  if (!mesh_tool_answer(first, 3)) return kActionFailed;  // no line at all; an empty first line reads as 0
-  return leading_decimal(first) == 0 ? 0 : kActionFailed;
+  // No line at all fails; an empty first line reads as 0.
+  if (!mesh_tool_answer(first, 3)) return log_status(kActionFailed, "the approval switch tool left no answer");
+  return leading_decimal(first) == 0 ? 0 : log_status(kActionFailed, "the approval switch tool refused");
 }
 
 // A MAC for the list files and the database: no longer than its field and free of

@@ -18,6 +18,7 @@
 #include "contract/context.h"
 #include "contract/nodes.h"
 #include "wire/status.h"
+#include "platform/log.h"
 
 namespace pemo {
 namespace {
@@ -57,16 +58,18 @@ ByTimeSlots& by_time_slots() { return process_lifetime<ByTimeSlots>(); }
 }  // namespace
 
 int dev_Ctrl(DevCtrlAction action, std::string_view value, std::chrono::milliseconds answer_wait) {
-  if (action != kAutoConfigSwitch && isL2AlMac(value) != 1) return kActionFailed;
+  if (action != kAutoConfigSwitch && isL2AlMac(value) != 1)
+    return log_status(kActionFailed, "no known extender has that MAC");
   const std::string command = command_for(action, shell_quote(value));
   // The tool hands the request to the extender and returns; the answer comes in a
   // file. A run that did not end by itself has no answer to wait for.
   const int status = shell_run(command, kMeshToolBound);
   std::printf("%s : syscmd %s\n", "dev_Ctrl", command.c_str());
-  if (!ran_to_end(status)) return kActionFailed;
+  if (!ran_to_end(status)) return log_status(kActionFailed, "the 1905 tool did not end by itself");
   clock_sleep(std::chrono::seconds(1));
   std::string answer;
-  if (!wait_for_answer(answer_wait, answer) || answer.find("00") == std::string::npos) return kActionFailed;
+  if (!wait_for_answer(answer_wait, answer)) return log_status(kActionFailed, "the 1905 tool never answered");
+  if (answer.find("00") == std::string::npos) return log_status(kActionFailed, "the extender refused");
   if (action == kAutoConfigSwitch) {
     const char* state = value == "0" ? "0" : "1";
     // The tool has switched already: these options only mirror its state for readers.

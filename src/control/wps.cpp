@@ -4,6 +4,7 @@
 #include "platform/files.h"
 #include "platform/shell.h"
 #include "wire/status.h"
+#include "platform/log.h"
 
 #include <chrono>
 
@@ -22,7 +23,8 @@ int wps_start(std::string_view value) {
   // The marker goes before the tool runs and comes back after it returns, so
   // "started" means this program's last start has been handed to the tool.
   shell_fire("rm /tmp/pemo_agent_wps");
-  if (!ran_to_end(shell_run(std::string("/bin/halvo_WPS_ctrl ") + mode, kWpsToolBound))) return kActionFailed;
+  if (!ran_to_end(shell_run(std::string("/bin/halvo_WPS_ctrl ") + mode, kWpsToolBound)))
+    return log_status(kActionFailed, "the WPS tool did not end by itself");
   shell_fire("touch /tmp/pemo_agent_wps");
   return 0;
 }

@@ -112,7 +112,7 @@ int tcp_msg_recv(int sock, FrameHeader& header, MessageBuffer& buffer) {
   header = decode_header(bytes);
   if (n < 0) {
     if (errno == EAGAIN) return 1;
-    send_error(sock, header, kActionFailed);
+    send_error(sock, header, log_status(kActionFailed, "the header could not be received"));
     return -1;
   }
   if (n == 0) return 1;
@@ -134,7 +134,7 @@ int tcp_msg_recv(int sock, FrameHeader& header, MessageBuffer& buffer) {
         log_msg(kLogErr, "%s : Payload length is %d\n", "tcp_msg_recv", header.length);
         log_msg(kLogErr, "%s : recv_len is 0\n", "tcp_msg_recv");
       }
-      send_error(sock, header, kActionFailed);
+      send_error(sock, header, log_status(kActionFailed, "the payload was not received whole"));
       return -1;
     }
     received += static_cast<std::size_t>(n);

@@ -17,6 +17,7 @@
 #include "platform/lifetime.h"
 #include "contract/nodes.h"
 #include "wire/status.h"
+#include "platform/log.h"
 
 namespace pemo {
 namespace {
@@ -56,7 +57,7 @@ int do_traceroute(DiagSession& record) {
     // The host is one quoted argument: no character of it reaches the shell.
     const int status = shell_run("traceroute -q 1 " + shell_quote(record.trace_host) + " > /tmp/tracert",
                                  kTracerouteBound);
-    if (status < 0) return kActionFailed;
+    if (status < 0) return log_status(kActionFailed, "traceroute was cut at its bound");
     have_output = read_text_file("/tmp/tracert", output);
   }
   if (!have_output) return 0;

@@ -14,6 +14,7 @@
 #include "platform/thread.h"
 #include "platform/lifetime.h"
 #include "wire/status.h"
+#include "platform/log.h"
 
 namespace pemo {
 namespace {
@@ -43,7 +44,7 @@ int download() {
       break;
     }
   }
-  if (locator.empty()) return kActionFailed;
+  if (locator.empty()) return log_status(kActionFailed, "the firmware information has no image locator");
   if (!write_text_file("/tmp/get_online_fw", "downloading")) return kFileError;
   // The locator goes to the tool as one quoted argument (without a line end).
   shell_fire("get_online_fw " + shell_quote(locator) + " &");
@@ -180,10 +181,11 @@ int get_online_info(bool query, std::string& version) {
 
 int fw_upgrade_start() {
   bool expected = false;
-  if (!fw_upgrade_running.compare_exchange_strong(expected, true)) return kActionFailed;
+  if (!fw_upgrade_running.compare_exchange_strong(expected, true))
+    return log_status(kActionFailed, "an upgrade is running already");
   if (spawn_detached(fw_upgrade_worker) != 0) {
     fw_upgrade_running = false;
-    return kActionFailed;
+    return log_status(kActionFailed, "the upgrade worker could not be started");
   }
   return 0;
 }

@@ -350,7 +350,7 @@ void cpu_usage_from(std::string_view line, std::string& text) {
 int host_snapshot_mac(std::string& out, const ParseContext& context) {
   const HostRow host = host_row(context.instance[0] + 1);
   const char* mac = host.cell(host.is(kDevType, "L2Device") ? kAlMac : kDevMac);
-  if (mac == nullptr) return kActionFailed;
+  if (mac == nullptr) return log_status(kActionFailed, "the host has no MAC address in this session's snapshot");
   out = mac;
   return 0;
 }

@@ -8,6 +8,7 @@
 #include "platform/files.h"
 #include "platform/probe_db.h"
 #include "platform/shell.h"
+#include "platform/log.h"
 
 namespace pemo {
 
@@ -70,7 +71,7 @@ int wifi_setting_flag_set(std::string_view text) {
     unlink(kWifiSettingFlagFile);
     return 0;
   }
-  return kActionFailed;
+  return log_status(kActionFailed, "the Wi-Fi-configured mark takes 0 or 1");
 }
 
 }  // namespace pemo

@@ -15,6 +15,7 @@
 #include "platform/shell.h"
 #include "platform/lifetime.h"
 #include "wire/status.h"
+#include "platform/log.h"
 
 namespace pemo {
 namespace {
@@ -62,7 +63,8 @@ WebServer web_server() {
 }
 
 int web_server_start() {
-  if (web_server().state != ServerState::kStopped) return kActionFailed;
+  if (web_server().state != ServerState::kStopped)
+    return log_status(kActionFailed, "the speed-test server runs already");
   shell_fire(std::string(kWebServer) + " -p " + std::to_string(kWebServerPort) + " -P " +
             kWebServerPidFile + " &");
   clock_sleep(std::chrono::seconds(2));

@@ -1,4 +1,5 @@
 #include "platform/log.h"
+#include "wire/status.h"
 
 #include <syslog.h>
 
@@ -92,6 +93,13 @@ void log_msg(int priority, const char* format, ...) {  // NOLINT(cert-dcl50-cpp)
   va_end(args);
   line.pop_back();
   syslog(priority, "%s", mask_secret_members(line).c_str());
+}
+
+int log_status(int status, const char* reason) {
+  const StatusRow* row = status_row(status);
+  const std::string_view name = row != nullptr ? row->name : "unnamed";
+  log_msg(kLogInfo, "status %d (%.*s): %s", status, static_cast<int>(name.size()), name.data(), reason);
+  return status;
 }
 
 }  // namespace pemo

@@ -24,6 +24,10 @@ void log_open();
 void log_msg(  // NOLINT(cert-dcl50-cpp): the messages are printf formats by design
     int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
+// Logs why a request gets `status`, at info level, and returns it: each place
+// that answers a status that covers several causes says which one it is.
+int log_status(int status, const char* reason);
+
 // Secrets in log lines: with masking on (the default), the values of password
 // and key members of JSON text appear as "***" in every line, and so do the
 // values of password and key options that `log_value` is given.

@@ -74,14 +74,14 @@ int doParaSetReq(std::span<char, kMaxPayload> payload, int length) {
       clock_sleep(std::chrono::seconds(1));
       static_cast<void>(apply_wireless());  // the reply has gone: nobody is left to tell
     });
-    return rc == 0 ? 1 : kActionFailed;
+    return rc == 0 ? 1 : log_status(kActionFailed, "the Wi-Fi apply could not be started");
   }
   if ((context.flags & kFlagWan) != 0) {
     int rc = spawn_detached([] {
       clock_sleep(std::chrono::seconds(1));
       static_cast<void>(wan_apply());  // the reply has gone: nobody is left to tell
     });
-    return rc == 0 ? 0 : kActionFailed;
+    return rc == 0 ? 0 : log_status(kActionFailed, "the WAN apply could not be started");
   }
   return serialise(document, payload);
 }

@@ -12,6 +12,7 @@
 #include "contract/band.h"
 #include "wifi/memory.h"
 #include "wifi/wifi.h"
+#include "platform/log.h"
 
 namespace pemo {
 namespace {
@@ -175,7 +176,7 @@ int enable_write(const WifiWrite& w, std::string_view value) {
     if (w.has_band) rc = wifi_enable_write(w.band, false, value);
     set_pending_set_band("");
   }
-  if (value == "0" && !guest_timer_stop() && rc >= 0) return kActionFailed;
+  if (value == "0" && !guest_timer_stop() && rc >= 0) return log_status(kActionFailed, "the guest timer did not stop");
   return rc;
 }
 
@@ -209,7 +210,7 @@ constexpr WifiWriteMember kWrites[] = {
        const GuestTime timer = set_guest_timer_minutes(std::atoi(std::string(value).c_str()));
        const bool stopped = guest_timer_stop();
        const bool started = (timer.hours == 0 && timer.minutes == 0) || guest_timer_start(timer);
-       return stopped && started ? 0 : kActionFailed;
+       return stopped && started ? 0 : log_status(kActionFailed, "the guest timer did not restart");
      }},
 };
 
