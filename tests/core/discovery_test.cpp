@@ -20,6 +20,7 @@
 namespace pemo {
 namespace {
 
+using namespace std::chrono_literals;
 using test::header_bytes;
 using test::send_to_agent;
 
@@ -97,7 +98,7 @@ class DiscoveryService : public Discovery {
     std::thread(app_discover_main).detach();  // serves until the test process ends
     sock_ = UniqueFd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     // Header errors are answered at once: wait for the service to be bound.
-    for (int k = 0; k < 30 && ask(header_bytes(2, 5, 1) + "x", std::chrono::milliseconds(100)).empty(); ++k) {
+    for (int k = 0; k < 30 && ask(header_bytes(2, 5, 1) + "x", 100ms).empty(); ++k) {
     }
   }
   std::string ask(const std::string& datagram, std::chrono::milliseconds wait = std::chrono::seconds(3)) {
@@ -137,11 +138,11 @@ TEST(DiscoveryWait, NothingIsServedUntilTheDatabaseExists) {
     clock.advance(std::chrono::seconds(1));
     ASSERT_TRUE(clock.wait_for_sleepers(1));
   }
-  EXPECT_EQ(test::answer_to(sock.get(), std::chrono::milliseconds(100)), "") << "answered without a database";
+  EXPECT_EQ(test::answer_to(sock.get(), 100ms), "") << "answered without a database";
   test::seed_probe_db(kProbeDbPath);
   clock.advance(std::chrono::seconds(1));   // opened now, and found open a second later
   ASSERT_TRUE(clock.wait_for_sleepers(1));
-  EXPECT_EQ(test::answer_to(sock.get(), std::chrono::milliseconds(100)), "") << "answered before the database was found open";
+  EXPECT_EQ(test::answer_to(sock.get(), 100ms), "") << "answered before the database was found open";
   clock.advance(std::chrono::seconds(1));
   EXPECT_NE(test::answer_to(sock.get()), "") << "no answer once the database appeared";
   probe_db_close();
