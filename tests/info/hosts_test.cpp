@@ -96,15 +96,6 @@ TEST_F(Hosts, ExtraInfoKeysCountOnlyWithTheirOwnType) {
   }
 }
 
-// Names end at a double quote (examples/host-rename.batch shows the rest): one
-// empty after it is refused, as is such a MAC address.
-TEST_F(Hosts, NamesEndAtADoubleQuote) {
-  EXPECT_EQ(renamed("Kitchen\\\"TV"), R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":"Kitchen\"TV"}})");
-  EXPECT_EQ(cell("SELECT DevName FROM Device WHERE DevMac='a4:5e:60:11:22:33';"), "Kitchen");
-  EXPECT_EQ(renamed("\\\"\\\""), "<-21>");
-  EXPECT_EQ(ext(R"({"DevNameChange":{"HostMAC":"\"","Name":"x"}})"), "<-21>");
-}
-
 // Another writer (the probe daemon) holds the database: a read, and a change,
 // wait out a lock shorter than the 2000 ms busy time-out; a change fails without
 // writing when the lock outlasts it.
