@@ -7,12 +7,8 @@
 namespace pemo {
 namespace {
 
-class Actions : public test::HandlerTest {
- protected:
-  static std::string ext(const std::string& members, bool set = false) {
-    return test::below({"X_Halvo_Ext"}, "{" + members + "}", set);
-  }
-};
+using Actions = test::HandlerTest;
+using test::ext;
 
 // Entering "WiFi" stops the WPS watcher, and nothing else runs a command.
 TEST_F(Actions, EnteringWifiStopsTheWpsWatcherOnly) {

@@ -17,9 +17,6 @@ namespace {
 class Hosts : public test::HandlerTest {
  protected:
   static std::string hosts(const std::string& object) { return test::below({"Hosts"}, object); }
-  static std::string ext(const std::string& object, bool set = true) {
-    return test::below({"X_Halvo_Ext"}, object, set);
-  }
   // Host `instance`'s members read after a count in the same request: "N {members}".
   static std::string host(int instance, const std::string& members) {
     const std::string reply =
@@ -29,7 +26,7 @@ class Hosts : public test::HandlerTest {
     return reply.substr(count, reply.find(',') - count) + " " + reply.substr(object, reply.size() - object - 2);
   }
   static std::string renamed(const std::string& name) {
-    return ext(R"({"DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")" + name + R"("}})");
+    return test::ext(R"("DevNameChange":{"HostMAC":"a4:5e:60:11:22:33","Name":")" + name + R"("})", true);
   }
 };
 
@@ -91,7 +88,7 @@ TEST_F(Hosts, ExtraInfoKeysCountOnlyWithTheirOwnType) {
               std::string(R"(7 {"X_Halvo_SoftwareVersion":")") + c.version + R"(","X_Halvo_DL_Rate":)" + rate +
                   R"(,"X_Halvo_UL_Rate":)" + rate + R"(,"X_Halvo_Parental_Blocking":")" + c.blocking + R"("})")
         << c.cell;
-    EXPECT_EQ(ext(R"({"FWNumberOfEntries":0})", false), R"({"FWNumberOfEntries":)" + std::to_string(c.listed) + "}")
+    EXPECT_EQ(test::ext(R"("FWNumberOfEntries":0)"), R"({"FWNumberOfEntries":)" + std::to_string(c.listed) + "}")
         << c.cell;
   }
 }

@@ -38,13 +38,8 @@ int fifo_readers() {
   return open_here;
 }
 
-class Misc : public test::HandlerTest {
- protected:
-  // Walks {"Device":{"X_Halvo_Ext":{<members>}}}; the walked object, or the status.
-  static std::string ext(const std::string& members, bool set = false) {
-    return test::below({"X_Halvo_Ext"}, "{" + members + "}", set);
-  }
-};
+using Misc = test::HandlerTest;
+using test::ext;
 
 // Stopping signals exactly the process the check found running: the pid file is
 // then a FIFO that names the server to its first reader and a bystander to any

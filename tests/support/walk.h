@@ -47,4 +47,9 @@ inline std::string device(const std::string& object, bool set_request = false) {
   return below({}, object, set_request);
 }
 
+// Walks {"Device":{"X_Halvo_Ext":{<members>}}}: what the walk left of {<members>}.
+inline std::string ext(const std::string& members, bool set_request = false) {
+  return below({"X_Halvo_Ext"}, "{" + members + "}", set_request);
+}
+
 }  // namespace pemo::test
