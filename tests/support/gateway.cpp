@@ -89,10 +89,6 @@ void SimGateway::write(const std::string& inside, const std::string& content) co
   write_file(path(inside), content);
 }
 
-void SimGateway::knob(const std::string& name, const std::string& value) const {
-  write("/sim/knobs/" + name, value + "\n");
-}
-
 std::vector<std::string> SimGateway::calls() const {
   std::vector<std::string> lines;
   std::istringstream log(read("/sim/calls.log"));

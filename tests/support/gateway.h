@@ -45,7 +45,6 @@ class SimGateway {
   std::string path(const std::string& inside) const;
   std::string read(const std::string& inside) const;
   void write(const std::string& inside, const std::string& content) const;
-  void knob(const std::string& name, const std::string& value) const;
   std::vector<std::string> calls() const;  // the platform calls so far
   // Whether the call log stood still for `still` (started workers done) within a minute.
   bool wait_quiet(std::chrono::milliseconds still) const;
