@@ -75,4 +75,15 @@ inline int leave_as_sent(std::string_view value, ParseContext& context) {
   return 0;
 }
 
+// Handlers that dispatch by argument text publish their keys in their header, so
+// that the catalogue's build fails on a node whose argument no row serves; a table
+// states at its definition that it holds exactly those keys, in their order.
+template <typename Row, std::size_t kRows, std::size_t kKeys>
+constexpr bool rows_keyed_by(const Row (&rows)[kRows], const std::string_view (&keys)[kKeys]) {
+  if (kRows != kKeys) return false;
+  for (std::size_t k = 0; k < kRows; ++k)
+    if (rows[k].argument != keys[k]) return false;
+  return true;
+}
+
 }  // namespace pemo

@@ -205,47 +205,72 @@ int fw_state_read(std::string& text) {
   return 0;
 }
 
-int fw_param_handler(std::string_view, std::string_view raw_value, ParseContext& context) {
-  const std::string keyword = context.text;
-  const std::string_view value = cut_at_quotes(raw_value);
-  std::string& text = context.text;
-  const bool set = context.is_set();
-  if (keyword == "GET_SOFT_VER") {
-    if (set) return kNotWritable;
-    std::string running;
-    if (!read_text_file("/tmp/firmware_version", running)) return kFileError;
-    text = std::string(first_word(running));
-    return 0;
-  }
-  if (keyword == "CHECK_SOFT_VER" || keyword == "HAS_NEW_SOFT") {
-    std::string version;
-    int rc = get_online_info(keyword == "CHECK_SOFT_VER", version);
-    text = std::to_string(rc);
-    return rc;
-  }
-  if (keyword == "NEW_FW_DATE") {
-    std::string info;
-    if (!read_text_file("/tmp/hvfw_info", info)) return kFileError;
-    // Without a "Release date" line the date reads as empty.
-    text = firmware_info_value(info, "Release date");
-    return 0;
-  }
-  if (keyword == "FW_UPGRADE_STATUS") return fw_state_read(text);
-  if (keyword == "GET_NEW_SOFT_VER") return new_version(false, text);
-  if (keyword == "GET_LATESTSOFT_VER") return set ? kNotWritable : new_version(true, text);
-  if (keyword == "UPDATE_SOFT_VER") {
-    if (!set) {
-      text = "0";
-      return 0;
-    }
-    return value == "1" ? fw_upgrade_start() : kValueRefused;
-  }
-  if (keyword == "UPDATE_SOFT_STATUS") {
-    if (set) return kNotWritable;
-    text = update_status();
-    return 0;
-  }
+namespace {
+
+int running_version(std::string_view, ParseContext& context) {
+  if (context.is_set()) return kNotWritable;
+  std::string running;
+  if (!read_text_file("/tmp/firmware_version", running)) return kFileError;
+  context.text = std::string(first_word(running));
   return 0;
+}
+
+// CheckSoftwareVersion asks the online service first; HasNewSoftware reads what
+// the last query left.
+int online_check(bool query, ParseContext& context) {
+  std::string version;
+  const int rc = get_online_info(query, version);
+  context.text = std::to_string(rc);
+  return rc;
+}
+
+int new_firmware_date(std::string_view, ParseContext& context) {
+  std::string info;
+  if (!read_text_file("/tmp/hvfw_info", info)) return kFileError;
+  // Without a "Release date" line the date reads as empty.
+  context.text = firmware_info_value(info, "Release date");
+  return 0;
+}
+
+int upgrade_switch(std::string_view value, ParseContext& context) {
+  if (!context.is_set()) {
+    context.text = "0";
+    return 0;
+  }
+  return value == "1" ? fw_upgrade_start() : kValueRefused;
+}
+
+int upgrade_status(std::string_view, ParseContext& context) {
+  if (context.is_set()) return kNotWritable;
+  context.text = update_status();
+  return 0;
+}
+
+// The nodes fw_param_handler serves, by their catalogue argument.
+struct FirmwareRow {
+  std::string_view argument;
+  int (*serve)(std::string_view value, ParseContext& context);
+};
+constexpr FirmwareRow kFirmwareRows[] = {
+    {"GET_SOFT_VER", running_version},
+    {"CHECK_SOFT_VER", [](std::string_view, ParseContext& c) { return online_check(true, c); }},
+    {"HAS_NEW_SOFT", [](std::string_view, ParseContext& c) { return online_check(false, c); }},
+    {"NEW_FW_DATE", new_firmware_date},
+    {"FW_UPGRADE_STATUS", [](std::string_view, ParseContext& c) { return fw_state_read(c.text); }},
+    {"GET_NEW_SOFT_VER", [](std::string_view, ParseContext& c) { return new_version(false, c.text); }},
+    {"GET_LATESTSOFT_VER",
+     [](std::string_view, ParseContext& c) { return c.is_set() ? kNotWritable : new_version(true, c.text); }},
+    {"UPDATE_SOFT_VER", upgrade_switch},
+    {"UPDATE_SOFT_STATUS", upgrade_status},
+};
+static_assert(rows_keyed_by(kFirmwareRows, kFirmwareArguments));
+
+}  // namespace
+
+int fw_param_handler(std::string_view, std::string_view raw_value, ParseContext& context) {
+  for (const FirmwareRow& row : kFirmwareRows)
+    if (row.argument == context.text) return row.serve(cut_at_quotes(raw_value), context);
+  return kNothingHere;  // no catalogue node: its build checks every argument has a row
 }
 
 }  // namespace pemo

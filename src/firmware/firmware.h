@@ -11,6 +11,11 @@
 namespace pemo {
 
 [[nodiscard]] int fw_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+// The argument texts fw_param_handler serves, one row each.
+inline constexpr std::string_view kFirmwareArguments[] = {
+    "GET_SOFT_VER",     "CHECK_SOFT_VER",     "HAS_NEW_SOFT",    "NEW_FW_DATE",        "FW_UPGRADE_STATUS",
+    "GET_NEW_SOFT_VER", "GET_LATESTSOFT_VER", "UPDATE_SOFT_VER", "UPDATE_SOFT_STATUS",
+};
 [[nodiscard]] int fw_list_param_handler(std::string_view name, std::string_view value, ParseContext& context);
 
 // Online firmware information: 1 when the online version differs from the running

@@ -29,5 +29,12 @@ struct SpeedTestResult {
 SpeedTestResult parse_speed_test(std::string_view text);
 
 [[nodiscard]] int misc_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+// The argument texts misc_param_handler serves, one row each.
+inline constexpr std::string_view kMiscArguments[] = {
+    "0", "GET_SECURITY_MODES", "GET_MAGIC_NUM", "GET_APP_VER", "GET_PARENTAL_NOE", "SpeedTest_URL",
+    "SpeedTest_Type", "SpeedTestEnd", "UploadSpeed", "DownloadSpeed", "ServerPort", "Enable",
+    "AP_ENTRY_NUM", "TOTAL_ASSOCIATION", "ASSOCIATE_DEVICE_MAC", "GET_SUPPORT_TXPOWER",
+    "GET_SUPPORT_AUTOCHANNEL", "GET_SSID_NUMBER",
+};
 
 }  // namespace pemo

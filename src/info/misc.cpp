@@ -185,6 +185,8 @@ int web_server_switch(std::string_view value, ParseContext&) {
   return value == "1" ? web_server_start() : web_server_stop();
 }
 
+int answer_own_text(std::string_view, ParseContext&) { return 0; }
+
 // The nodes misc_param_handler serves, by their catalogue argument.
 struct MiscRow {
   std::string_view argument;
@@ -203,7 +205,15 @@ constexpr MiscRow kMiscRows[] = {
     {"DownloadSpeed", download_speed},
     {"ServerPort", server_port},
     {"Enable", web_server_switch},
+    // Values the gateway has never filled in: the node answers its argument text.
+    {"AP_ENTRY_NUM", answer_own_text},
+    {"TOTAL_ASSOCIATION", answer_own_text},
+    {"ASSOCIATE_DEVICE_MAC", answer_own_text},
+    {"GET_SUPPORT_TXPOWER", answer_own_text},
+    {"GET_SUPPORT_AUTOCHANNEL", answer_own_text},
+    {"GET_SSID_NUMBER", answer_own_text},
 };
+static_assert(rows_keyed_by(kMiscRows, kMiscArguments));
 
 }  // namespace
 
@@ -217,7 +227,7 @@ SpeedTestResult parse_speed_test(std::string_view text) {
 int misc_param_handler(std::string_view, std::string_view raw_value, ParseContext& context) {
   for (const MiscRow& row : kMiscRows)
     if (row.argument == context.text) return row.serve(cut_at_quotes(raw_value), context);
-  return 0;  // the node answers its own argument text
+  return kNothingHere;  // no catalogue node: its build checks every argument has a row
 }
 
 }  // namespace pemo

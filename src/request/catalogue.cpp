@@ -328,6 +328,21 @@ constexpr bool arguments_are_literal() {
 }
 static_assert(arguments_are_literal(), "an argument text holds '$' or '&'");
 
+// Handlers that dispatch by argument text serve every node bound to them: a node
+// whose argument has no row in its handler's table does not compile.
+template <std::size_t kKeys>
+constexpr bool arguments_served(ParamHandler handler, const std::string_view (&keys)[kKeys]) {
+  for (const ParamNode& node : kCatalogue) {
+    const std::string_view argument = node.argument == nullptr ? "" : node.argument;
+    if (node.handler == handler && std::find(std::begin(keys), std::end(keys), argument) == std::end(keys))
+      return false;
+  }
+  return true;
+}
+static_assert(arguments_served(misc_param_handler, kMiscArguments), "a misc node's argument has no row");
+static_assert(arguments_served(uci_param_handler, kUciArguments), "a UCI node's argument has no row");
+static_assert(arguments_served(fw_param_handler, kFirmwareArguments), "a firmware node's argument has no row");
+
 // Every name of contract/nodes.h stands for the node it says: member name and parent.
 struct NamedNode {
   int index;

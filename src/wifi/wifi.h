@@ -8,6 +8,11 @@ namespace pemo {
 // The handler of the UCI-backed nodes: Wi-Fi settings, the configuration
 // password, parental rule values, radio values and the gateway identity values.
 [[nodiscard]] int uci_param_handler(std::string_view name, std::string_view value, ParseContext& context);
+// The argument texts uci_param_handler serves, one row each ("": no argument).
+inline constexpr std::string_view kUciArguments[] = {
+    "uci.wifi.custom", "parental.custom.custom", "WIFI_CHANNEL", "GET_AUTOCHANNEL_SELECT", "GET_TXPOWER",
+    "system.main.pwd", "",
+};
 
 // Reads of the Wi-Fi members ("uci.wifi.custom"); the result text into the context.
 [[nodiscard]] int wifi_parameter_get(std::string_view name, std::string_view value, ParseContext& context);
