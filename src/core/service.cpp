@@ -141,6 +141,7 @@ int run_agent(int argc, char** argv) {
     if (option == 'd') log_level = std::atoi(optarg);
   }
   signal(SIGCHLD, sigchld_handler);
+  use_one_allocator_arena();
   guard_load();  // before any thread that it bounds
   // Without its pid file the agent still serves; only tools that look for it miss it.
   if (write_pid_file() != 0) log_msg(kLogWarning, "%s : cannot write %s\n", "main", kPidFile);

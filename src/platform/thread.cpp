@@ -1,6 +1,9 @@
 #include "platform/thread.h"
 
 #include <pthread.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 namespace pemo::detail {
 
@@ -16,3 +19,13 @@ int start_detached(void* (*entry)(void*), void* arg, std::size_t stack_size) {
 }
 
 }  // namespace pemo::detail
+
+namespace pemo {
+
+void use_one_allocator_arena() {
+#if defined(__GLIBC__)
+  mallopt(M_ARENA_MAX, 1);
+#endif
+}
+
+}  // namespace pemo

@@ -32,4 +32,11 @@ template <class Body>
   return rc;
 }
 
+// glibc gives each thread that allocates an arena of its own, up to eight per
+// core, and keeps an arena's pages after its threads end: a burst of connections
+// would leave the agent a megabyte larger for good. The agent's allocations are
+// few and small (each thread's cache takes most without the lock), so one arena
+// serves them; called before any thread starts. Elsewhere it does nothing.
+void use_one_allocator_arena();
+
 }  // namespace pemo
