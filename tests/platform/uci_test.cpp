@@ -84,6 +84,11 @@ class UciStore : public testing::Test {
 
 TEST_F(UciStore, StagedChangesAreSeenAtOnceAndWrittenByCommit) {
   const std::string before = read_file(dirs_.config + "/wireless");
+  const auto mode = [](const std::string& path) {
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
+  };
+  chmod((dirs_.config + "/wireless").c_str(), 0640);  // the package's files all keep its mode
   ASSERT_EQ(set("wireless.@wifi-iface[1].ssid", "new 'one'"), kOk);
   ASSERT_EQ(set("wireless.guest", "wifi-iface"), kOk);
   ASSERT_EQ(set("wireless.guest.ssid", "Guest"), kOk);
@@ -98,9 +103,15 @@ TEST_F(UciStore, StagedChangesAreSeenAtOnceAndWrittenByCommit) {
   EXPECT_EQ(get("wireless.wifi0.channel"), "<missing>");
   EXPECT_EQ(read_file(dirs_.config + "/wireless"), before);
   EXPECT_TRUE(staged());
+  EXPECT_EQ(mode(dirs_.save + "/wireless"), 0640u);
 
   ASSERT_EQ(commit(dirs_, "wireless"), kOk);
   EXPECT_FALSE(staged());
+  EXPECT_EQ(mode(dirs_.config + "/wireless"), 0640u);
+  Package imported;
+  ASSERT_EQ(load_package(dirs_, "wireless", imported), kOk);
+  ASSERT_EQ(write_package(dirs_, imported), kOk);
+  EXPECT_EQ(mode(dirs_.config + "/wireless"), 0640u) << "an import keeps it too";
   EXPECT_NE(read_file(dirs_.config + "/wireless"), before);
   EXPECT_EQ(get("wireless.@wifi-iface[1].ssid"), "new 'one'");
   EXPECT_EQ(get("wireless.guest.ssid"), "Guest");

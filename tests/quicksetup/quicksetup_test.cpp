@@ -23,7 +23,7 @@ TEST_F(QuickSetup, ConnectionStatusValues) {
   EXPECT_EQ(runner_.commands().back(), "/sbin/uci_apply 'web-redirect'");
 }
 
-TEST_F(QuickSetup, StaticPptpAndDhcpSettings) {
+TEST_F(QuickSetup, StaticAndDhcpSettings) {
   tovi(R"({"Wan":{"Static":{"StaticIP":"100.64.9.9","Netmask":"255.255.255.0","Dns":"8.8.8.8,1.1.1.1"}}})", true);
   EXPECT_EQ(option("network.wan.proto"), "static");
   EXPECT_EQ(option("network.wan.ipaddr"), "100.64.9.9");
@@ -31,12 +31,9 @@ TEST_F(QuickSetup, StaticPptpAndDhcpSettings) {
   // A DNS list with no room in its 64-byte area is refused, not cut.
   EXPECT_EQ(tovi(R"({"Wan":{"Static":{"Dns":")" + std::string(59, '9') + R"("}}})", true), "<-21>");
   EXPECT_EQ(option("network.wan.dns1"), "USER,8.8.8.8,1.1.1.1");
-  tovi(R"({"Wan":{"PPTP":{"Type":"dhcp","ServerIP":"vpn.isp.example"}}})", true);
-  EXPECT_EQ(option("network.wan.proto"), "pptp");
-  EXPECT_EQ(option("network.vpn.pptp_serverip"), "vpn.isp.example");
   tovi(R"({"Wan":{"WanType":"DHCP"}})", true);
   EXPECT_EQ(option("network.wan.proto"), "dhcp");
-  EXPECT_EQ(runner_.commands().back(), "echo 'pptp' > /tmp/old_wan_proto");
+  EXPECT_EQ(runner_.commands().back(), "echo 'static' > /tmp/old_wan_proto");
 }
 
 TEST_F(QuickSetup, CredentialsAreStoredExactly) {
