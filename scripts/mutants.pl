@@ -6,7 +6,7 @@
 #   invert   a condition or boolean inverted (!x and x, && and ||, true and false)
 #   literal  a string or number literal swapped for another of the same file
 #   call     a call statement deleted
-#   status   a returned status replaced (a named status or a number by 0, 0 by -1)
+#   status   a returned status replaced (a named status or a number by 0, 0 or kOk by -1)
 # Comments, includes and lines of declarations only are left alone, and so are
 # the messages for people: a line that only logs or prints a diagnostic
 # (log_msg, printf, perror, fflush) changes nothing the app or the
@@ -73,9 +73,10 @@ for my $file (@ARGV) {
 			&& $code !~ /=/) {
 			$emit->('call', "$1;");
 		}
-		if ($code =~ /^(\s*(?:if \(.*\) )?return )(k[A-Z]\w*|-\d+|rc)(;.*)$/) {
+		# kOk is 0 itself: it is replaced as 0 is.
+		if ($code =~ /^(\s*(?:if \(.*\) )?return )(k(?!Ok;)[A-Z]\w*|-\d+|rc)(;.*)$/) {
 			$emit->('status', "$1" . "0$3");
-		} elsif ($code =~ /^(\s*(?:if \(.*\) )?return )0(;.*)$/) {
+		} elsif ($code =~ /^(\s*(?:if \(.*\) )?return )(?:0|kOk)(;.*)$/) {
 			$emit->('status', "$1" . "-1$2");
 		}
 		print join("\t", $file, $n, @$_), "\n" for @out;
