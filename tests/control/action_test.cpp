@@ -61,7 +61,7 @@ TEST_F(Actions, WpsStartWaitsOutTheWindowAndMarksOnlyAHandOver) {
   EXPECT_EQ(ext(R"("WPS":{"Action":2})", true), "<-26>");
   EXPECT_EQ(runner_.commands(3), std::vector<std::string>(handed.begin(), handed.end() - 1));
   EXPECT_EQ(ext(R"("WPS":{"Action":0,"Status":7})", true), R"({"WPS":{"Action":0,"Status":7}})");
-  EXPECT_EQ(runner_.count(), 5u);
+  EXPECT_EQ(runner_.commands().size(), 5u);
 }
 
 // The Wi-Fi-configured mark set to 0 is removed (examples/extender.batch and

@@ -47,7 +47,7 @@ TEST_F(Rules, AnUnreadablePackageStopsTheWrite) {
     const std::string broken = test::read_file(path) + "\toption 'unterminated\n";
     test::write_file(path, broken);
   }
-  const std::size_t before = runner_.count();
+  const std::size_t before = runner_.commands().size();
   check({{R"({"X_Halvo_Ext":{"EndDevCtrl_Blocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", "<-12>", true},
          {R"({"X_Halvo_Ext":{"EndDevCtrl_UnBlocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", "<-12>", true},
          {R"({"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}})", "<-12>", true},

@@ -130,22 +130,22 @@ TEST(WanWatcher, ProbesOnlyWhileConnectionsAreOpen) {
     return false;
   }));
   clock.advance(5s);
-  EXPECT_EQ(recorder.count(), 0u) << "no probe while no connection is open";
+  EXPECT_EQ(recorder.commands().size(), 0u) << "no probe while no connection is open";
   active_connections = 1;
   wan_first_connection();
   EXPECT_EQ(wan_ping_ok.load(), 1) << "the ping was answered";
   EXPECT_EQ(wan_port_speed.load(), 0) << "the link is off";
   ASSERT_TRUE(clock.wait_for_sleepers(1));
-  const std::size_t first = recorder.count();
+  const std::size_t first = recorder.commands().size();
   clock.advance(999ms);
-  EXPECT_EQ(recorder.count(), first);
+  EXPECT_EQ(recorder.commands().size(), first);
   clock.advance(1ms);
   ASSERT_TRUE(clock.wait_for_sleepers(1));
-  EXPECT_EQ(recorder.count(), first + 2) << "a ping and a port query a second later";
+  EXPECT_EQ(recorder.commands().size(), first + 2) << "a ping and a port query a second later";
   active_connections = 0;
   clock.advance(1s);  // the round under way ends; the watcher then waits for a connection
   clock.advance(10s);
-  EXPECT_EQ(recorder.count(), first + 2);
+  EXPECT_EQ(recorder.commands().size(), first + 2);
 }
 
 }  // namespace

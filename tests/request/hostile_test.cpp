@@ -28,7 +28,7 @@ class HostileValues : public test::HandlerTest {
 
   // Walks `value` at `position` in a set request; the shapes of the commands it ran.
   std::vector<std::pair<Shape, std::string>> set(int position, const std::string& value) {
-    const std::size_t before = runner_.count();
+    const std::size_t before = runner_.commands().size();
     const JsonPtr text(json_object_new_string_len(value.data(), static_cast<int>(value.size())));
     test::walk(test::document_for(param_tree(), position, json_object_to_json_string_ext(text.get(), JSON_C_TO_STRING_PLAIN)),
                true);

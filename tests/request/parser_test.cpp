@@ -117,7 +117,7 @@ TEST_F(SetFlags, MembersOfAnotherTypeChangeNothingAtEveryNode) {
     // A host type sent as text is served on purpose (HostTypeAsTextBindsTheStartNode).
     const bool host_type = std::string_view(tree.node(position).name) == "X_Halvo_HostType";
     for (const bool set_request : {false, true}) {
-      std::size_t before = runner_.count();
+      std::size_t before = runner_.commands().size();
       walk(test::document_for(tree, position, ""), set_request);
       const std::vector<std::string> bare = runner_.commands(before);
       for (const auto& [value, value_type] : values) {
@@ -126,7 +126,7 @@ TEST_F(SetFlags, MembersOfAnotherTypeChangeNothingAtEveryNode) {
         const std::string where = tree.path(position) + " = " + value + (set_request ? " (set)" : " (get)");
         JsonPtr sent(json_tokener_parse(text.c_str()));
         ASSERT_TRUE(sent) << text;
-        before = runner_.count();
+        before = runner_.commands().size();
         EXPECT_EQ(walk(text, set_request).reply, json_object_to_json_string_ext(sent.get(), JSON_C_TO_STRING_PLAIN))
             << where;
         EXPECT_EQ(runner_.commands(before), bare) << where;

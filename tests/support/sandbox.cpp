@@ -181,11 +181,6 @@ std::vector<std::string> RecordingRunner::commands(std::size_t from) const {
   return commands;
 }
 
-std::size_t RecordingRunner::count() const {
-  std::lock_guard lock(mutex_);
-  return requests_.size();
-}
-
 std::chrono::milliseconds RecordingRunner::timeout_of(std::string_view needle) const {
   std::lock_guard lock(mutex_);
   for (auto it = requests_.rbegin(); it != requests_.rend(); ++it)

@@ -53,7 +53,6 @@ class RecordingRunner final : public CommandRunner {
  public:
   ShellResult execute(const ShellRequest& request) override;
   std::vector<std::string> commands(std::size_t from = 0) const;  // from the `from`th on
-  std::size_t count() const;
   bool ran(std::string_view command) const;
   // The bound of the last command containing `needle`, 0 when none ran.
   std::chrono::milliseconds timeout_of(std::string_view needle) const;
