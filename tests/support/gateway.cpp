@@ -109,12 +109,6 @@ bool SimGateway::wait_quiet(std::chrono::milliseconds still) const {
       std::chrono::minutes(1));
 }
 
-bool SimGateway::called(const std::string& line) const {
-  for (const std::string& call : calls())
-    if (call == line) return true;
-  return false;
-}
-
 std::string SimGateway::run(const std::string& command, std::chrono::seconds bound) const {
   return posix_runner()
       .execute({"nsenter -t " + std::to_string(init_pid_) + " -m -p -r -w /bin/sh -c " +

@@ -48,7 +48,6 @@ class SimGateway {
   std::vector<std::string> calls() const;  // the platform calls so far
   // Whether the call log stood still for `still` (started workers done) within a minute.
   bool wait_quiet(std::chrono::milliseconds still) const;
-  bool called(const std::string& line) const;
   // A shell command run inside; its output (at most 4 MiB).
   std::string run(const std::string& command, std::chrono::seconds bound = std::chrono::seconds(30)) const;
 
