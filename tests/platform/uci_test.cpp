@@ -155,6 +155,7 @@ TEST_F(UciStore, RefusesChangesThatCannotLand) {
   EXPECT_EQ(stage(dirs_, Command::kRename, path, "bad name"), kErrInval);
   ASSERT_EQ(parse_path("wireless.nosuch.list", path), kOk);
   EXPECT_EQ(stage(dirs_, Command::kListDelete, path, "x"), kErrInval);
+  EXPECT_EQ(stage(dirs_, Command::kListAdd, path, "x"), kErrInval);
   EXPECT_FALSE(staged());
   // A change file that cannot be opened is an error, not "nothing to revert".
   std::filesystem::create_directories(dirs_.save + "/wireless");
