@@ -66,11 +66,7 @@ TEST(Catalogue, EveryObjectAnswersAndEveryNodeIsReached) {
   // The gateway's syslog writes the debug log a little later: read it until every
   // node is there, for at most 10 s.
   std::vector<std::string> missing;
-  for (const auto deadline = std::chrono::steady_clock::now() + 10s;;) {
-    missing = unbound(tree, gateway.read("/var/log/messages"));
-    if (missing.empty() || std::chrono::steady_clock::now() >= deadline) break;
-    std::this_thread::sleep_for(100ms);
-  }
+  test::eventually([&] { return (missing = unbound(tree, gateway.read("/var/log/messages"))).empty(); });
   std::printf("catalogue coverage: %zu of %zu nodes reached end to end\n", kNodeCount - missing.size(), kNodeCount);
   EXPECT_TRUE(missing.empty()) << "not reached: " << ::testing::PrintToString(missing);
 }

@@ -42,8 +42,7 @@ class Firmware : public test::HandlerTest {
   // Starts the worker and waits until it leaves the running state or hands off.
   void upgrade() {
     ASSERT_EQ(fw_upgrade_start(), 0);
-    for (int k = 0; k < 200 && fw_upgrade_running && !runner_.ran("do_fw_upgrade.sh &"); ++k)
-      std::this_thread::sleep_for(10ms);
+    test::eventually([this] { return !fw_upgrade_running || runner_.ran("do_fw_upgrade.sh &"); });
   }
 };
 

@@ -67,14 +67,10 @@ void SimGateway::stop() {
   if (launcher_pid_ > 0) {
     kill(launcher_pid_, SIGKILL);  // the launcher takes the whole gateway with it
     // Its first process dies asynchronously; wait until its file system is gone.
-    const auto deadline = std::chrono::steady_clock::now() + 5s;
-    while (init_pid_ > 0 && file_exists(path("/")) && std::chrono::steady_clock::now() < deadline)
-      std::this_thread::sleep_for(5ms);
+    eventually([this] { return init_pid_ <= 0 || !file_exists(path("/")); }, 5s);
     // The agent goes after it; the port is free once its listener is closed.
     std::string error;
-    while (client::Session::connect("127.0.0.1", kServicePort, 1s, error).valid() &&
-           std::chrono::steady_clock::now() < deadline)
-      std::this_thread::sleep_for(5ms);
+    eventually([&] { return !client::Session::connect("127.0.0.1", kServicePort, 1s, error).valid(); }, 5s);
   }
   launcher_pid_ = init_pid_ = -1;
 }
