@@ -32,5 +32,14 @@ TEST(CliPaths, WhatTheTreeDoesNotTakeIsRefusedLocally) {
   }
 }
 
+// --band puts CheckFreqBand first in every object that takes one and has none.
+TEST(CliPaths, TheBandGoesFirstWhereItIsTakenAndMissing) {
+  EXPECT_EQ(built({"Device.WiFi.SSID.1.SSID", "Device.WiFi.AccessPoint.1.Security.CheckFreqBand=24G",
+                   "Device.WiFi.AccessPoint.1.Security.PreShareKey", "Device.WiFi.RadioNumberOfEntries"},
+                  false, "5G"),
+            R"({"Device":{"WiFi":{"SSID":{"i1":{"CheckFreqBand":"5G","SSID":""}},"AccessPoint":{"i1":{"Security":)"
+            R"({"CheckFreqBand":"24G","PreShareKey":""}}},"RadioNumberOfEntries":0}}})");
+}
+
 }  // namespace
 }  // namespace pemo::cli
