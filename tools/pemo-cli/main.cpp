@@ -274,13 +274,12 @@ bool split_words(const std::string& line, std::vector<std::string>& words, std::
     for (; k < line.size() && line[k] != ' ' && line[k] != '\t'; ++k) {
       const char c = line[k];
       if (c == '\'' || c == '"') {
-        const std::size_t close = line.find(c, k + 1);
         std::size_t end = k + 1;
         for (; end < line.size() && line[end] != c; ++end) {
           if (c == '"' && line[end] == '\\' && end + 1 < line.size()) ++end;
           word += line[end];
         }
-        if (close == std::string::npos || end >= line.size()) {
+        if (end >= line.size()) {
           error = "a quote is not closed";
           return false;
         }
