@@ -32,26 +32,22 @@ int host_name_by_almac(std::string_view mac, std::string& out) {
   return 1;
 }
 
-int gateway_name_get(std::string& out) {
+void gateway_name_get(std::string& out) {
   std::string mac = "NULL";
   static_cast<void>(gateway_autocfg_state(mac));  // only the router's AL MAC is wanted
-  if (mac == "NULL") return 0;
-  return host_name_by_almac(mac, out);
+  // Found or not, `out` holds the answer: its default unless the row has a name.
+  if (mac != "NULL") static_cast<void>(host_name_by_almac(mac, out));
 }
 
-int gateway_almac_get(std::string& out) {
+void gateway_almac_get(std::string& out) {
   std::string mac = "NULL";
   static_cast<void>(gateway_autocfg_state(mac));  // only the router's AL MAC is wanted
-  if (mac == "NULL") return 0;
-  out = mac;
-  return 1;
+  if (mac != "NULL") out = mac;
 }
 
-int gateway_autocfg_get(std::string& out) {
+void gateway_autocfg_get(std::string& out) {
   std::string mac;
-  if (gateway_autocfg_state(mac) != 1) return 0;
-  out = "1";
-  return 1;
+  if (gateway_autocfg_state(mac) == 1) out = "1";
 }
 
 int login_flag_get() {

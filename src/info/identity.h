@@ -14,14 +14,14 @@ inline constexpr const char* kWifiSettingFlagFile = "/etc/pemo-agent/wifi_settin
 [[nodiscard]] int gateway_autocfg_state(std::string& mac);
 // Host name of the Device row with this ALMac. 1 when found; 0 for an empty MAC.
 [[nodiscard]] int host_name_by_almac(std::string_view mac, std::string& out);
-// Lookups that leave `out` untouched when they find nothing, so that a caller
-// holding its default in `out` may ignore the result.
-// The gateway's host name from the probe database. 1 when found.
-int gateway_name_get(std::string& out);
-// The gateway's AL MAC. 1 when found.
-int gateway_almac_get(std::string& out);
-// "1" into `out` when auto-configuration is on (result 1); else 0.
-int gateway_autocfg_get(std::string& out);
+// Lookups that leave `out` untouched when they find nothing: the caller holds
+// its default there.
+// The gateway's host name from the probe database.
+void gateway_name_get(std::string& out);
+// The gateway's AL MAC.
+void gateway_almac_get(std::string& out);
+// "1" into `out` when auto-configuration is on.
+void gateway_autocfg_get(std::string& out);
 // 1 when the password differs from the factory default; 0 when it equals it or
 // cannot be read.
 [[nodiscard]] int login_flag_get();

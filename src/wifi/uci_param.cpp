@@ -13,7 +13,7 @@ constexpr Serve kNoEffect = [](std::string_view, std::string_view, ParseContext&
 // The gateway's values from the probe database, read-only, served by member name.
 struct GatewayMember {
   std::string_view name;
-  int (*read)(std::string& text);
+  void (*read)(std::string& text);  // leaves `text` as it was when the database has no row
   std::string_view unknown;  // the answer when the database has no row
 };
 constexpr GatewayMember kGatewayMembers[] = {
@@ -46,7 +46,7 @@ int gateway_value_get(std::string_view name, std::string_view value, ParseContex
   for (const GatewayMember& member : kGatewayMembers) {
     if (member.name != name) continue;
     std::string found(member.unknown);
-    member.read(found);  // no row leaves `found` as it was
+    member.read(found);
     context.text = found.substr(0, 31);
     return 0;
   }
