@@ -23,10 +23,8 @@ class Wifi : public test::HandlerTest {
 };
 
 TEST_F(Wifi, BandChosenByCheckFreqBandIsConsumedByTheNextMember) {
-  EXPECT_EQ(wifi(R"({"SSID":{"i1":{"CheckFreqBand":"5G","SSID":""}}})"),
-            R"({"SSID":{"i1":{"CheckFreqBand":"5G","SSID":"HomeGateway-5G"}}})");
-  EXPECT_EQ(wifi(R"({"SSID":{"i2":{"SSID":""}}})"), R"({"SSID":{"i2":{"SSID":"HomeGateway-2.4G"}}})");
-  // Sent after the member, the band waits for the next read, in any request.
+  // (examples/wifi.batch reads a band sent before its member.) Sent after the
+  // member, the band waits for the next read, in any request.
   EXPECT_EQ(wifi(R"({"SSID":{"i1":{"SSID":"","CheckFreqBand":"5G"}}})"),
             R"({"SSID":{"i1":{"SSID":"HomeGateway-2.4G","CheckFreqBand":"5G"}}})");
   EXPECT_EQ(wifi(R"({"SSID":{"i1":{"Enable":0}}})"), R"({"SSID":{"i1":{"Enable":1}}})");
