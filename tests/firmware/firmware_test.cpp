@@ -52,7 +52,7 @@ TEST_F(Firmware, VersionsWithoutTheirSources) {
   check({{kOta + R"({"HasNewSoftware":5}}})", "<-23>"}});
   write_file("/tmp/hvfw_info", "FW version: 1.2.3\n");
   unlink("/tmp/firmware_version");
-  check({{kOta + R"({"HasNewSoftware":5}}})", "<-18>"}});
+  check({{kOta + R"({"HasNewSoftware":5}}})", "<-18>"}, {R"({"DeviceInfo":{"SoftwareVersion":""}})", "<-18>"}});
   runner_.answer("get_online_info", {0, false, {}}, [] { write_file("/tmp/get_online_info", "error\n"); });
   check({{kOta + R"({"CheckSoftwareVersion":""}}})", "<-23>"}});
   // A query cut at its bound counts as failed, whatever an earlier run left.
