@@ -7,7 +7,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <chrono>
+#include <fstream>
+#include <map>
+#include <sstream>
 #include <cstdio>
 #include <thread>
 #include <vector>
@@ -147,6 +151,30 @@ void row(const char* name, int clients, const Figures& f, double floor_p50) {
               f.throughput);
 }
 
+// Where the agent's own pages are, from /proc/PID/smaps: its anonymous pages
+// summed by what maps them (the heap, the copied pages of each file's
+// writable data, thread stacks and the allocator's other maps), largest first.
+void report_own_pages(pid_t agent) {
+  std::ifstream smaps("/proc/" + std::to_string(agent) + "/smaps");
+  std::map<std::string, long> by_owner;
+  std::string owner;
+  for (std::string line; std::getline(smaps, line);) {
+    if (!line.empty() && std::isxdigit(static_cast<unsigned char>(line[0])) && line.find('-') < 16) {
+      std::istringstream fields(line);
+      std::string range, perms, offset, device, inode, path;
+      fields >> range >> perms >> offset >> device >> inode >> path;
+      owner = path.empty() ? "anonymous (thread stacks, other allocator maps)" : path;
+    } else if (line.rfind("Anonymous:", 0) == 0) {
+      by_owner[owner] += std::stol(line.substr(10));
+    }
+  }
+  std::vector<std::pair<long, std::string>> rows;
+  for (const auto& [name, kib] : by_owner)
+    if (kib > 0) rows.emplace_back(kib, name);
+  std::sort(rows.rbegin(), rows.rend());
+  for (const auto& [kib, name] : rows) std::printf("  %6ld KiB  %s\n", kib, name.c_str());
+}
+
 // The agent's resident memory idle, then with 20 idle connections open.
 void report_memory(const test::SimGateway& gateway) {
   std::this_thread::sleep_for(std::chrono::seconds(2));
@@ -154,6 +182,9 @@ void report_memory(const test::SimGateway& gateway) {
   // VmRSS counts every resident page, RssAnon only the agent's own memory.
   const long idle = test::proc_status_field(agent, "VmRSS");
   const long idle_own = test::proc_status_field(agent, "RssAnon");
+  std::printf("\nresident memory, idle agent: %ld KiB in all, %ld KiB its own (the rest are pages mapped from the binary and its libraries)\n",
+              idle, idle_own);
+  report_own_pages(agent);
   std::vector<client::Session> idle_sessions;
   for (int k = 0; k < 20; ++k) idle_sessions.push_back(gateway.connect());
   std::this_thread::sleep_for(std::chrono::milliseconds(600 * 20));
@@ -164,8 +195,6 @@ void report_memory(const test::SimGateway& gateway) {
   }
   const long busy = test::proc_status_field(agent, "VmRSS");
   const long busy_own = test::proc_status_field(agent, "RssAnon");
-  std::printf("\nresident memory, idle agent: %ld KiB in all, %ld KiB its own (the rest are pages mapped from the binary and its libraries)\n",
-              idle, idle_own);
   std::printf("with 20 idle connections: %ld KiB in all, %ld KiB its own (%.0f KiB more each)\n", busy, busy_own,
               static_cast<double>(busy_own - idle_own) / 20.0);
 }

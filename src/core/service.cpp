@@ -121,7 +121,7 @@ int open_listener() {
     if (rc != 0) {
       std::printf(" tcp_handler() thread creation failed!!\n");
       std::fflush(nullptr);
-    std::_Exit(1);
+      std::_Exit(1);
     }
     clock_sleep(std::chrono::milliseconds(500));
   }

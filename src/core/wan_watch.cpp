@@ -24,10 +24,13 @@ struct WanWatch {
 WanWatch& wan_watch() { return process_lifetime<WanWatch>(); }
 
 // Probes back to back, one second apart, while connections are open; asleep
-// otherwise, so nothing is pinged while no application is connected.
+// otherwise, so nothing is pinged while no application is connected. Going to
+// sleep a second after the last connection ended, when its thread has exited
+// too, it gives what the connections freed back to the system.
 void wan_chk_func() {
   WanWatch& watch = wan_watch();
-  for (;;) {
+  for (bool probed = false;; probed = true) {
+    if (probed && active_connections.load() == 0) release_free_memory();
     {
       std::unique_lock lock(watch.mutex);
       watch.cond.wait(lock, [] { return active_connections.load() > 0; });

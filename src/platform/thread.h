@@ -1,4 +1,4 @@
-// Detached threads with a deliberate stack size.
+// Detached threads with a deliberate stack size, and the allocator's footprint.
 #pragma once
 
 #include <cstddef>
@@ -13,17 +13,23 @@ inline constexpr std::size_t kThreadStackSize = std::size_t{256} * 1024;
 
 namespace detail {
 [[nodiscard]] int start_detached(void* (*entry)(void*), void* arg, std::size_t stack_size);
+// The last step of every such thread, once its body is gone: frees the stacks
+// of the threads that ended before it.
+void retire_this_thread();
 
 template <class Body>
 void* run_body(void* arg) {
-  std::unique_ptr<Body> body(static_cast<Body*>(arg));
-  (*body)();
+  {
+    std::unique_ptr<Body> body(static_cast<Body*>(arg));
+    (*body)();
+  }
+  retire_this_thread();
   return nullptr;
 }
 }  // namespace detail
 
-// Starts `body` (any callable, move-only ones too) on a new detached thread that
-// owns it. Result: 0, or the pthread_create error (the body is then destroyed).
+// Starts `body` (any callable, move-only ones too) on a new thread that owns it
+// and that nobody waits for. Result: 0, or the pthread_create error (the body is then destroyed).
 template <class Body>
 [[nodiscard]] int spawn_detached(Body body, std::size_t stack_size = kThreadStackSize) {
   auto cell = std::make_unique<Body>(std::move(body));
@@ -38,5 +44,11 @@ template <class Body>
 // few and small (each thread's cache takes most without the lock), so one arena
 // serves them; called before any thread starts. Elsewhere it does nothing.
 void use_one_allocator_arena();
+
+// Gives the allocator's free pages back to the system. After a burst of
+// connections one long-lived block at the top of the heap, and the blocks each
+// ended thread's cache returned as it exited, keep everything the burst freed
+// resident otherwise. Elsewhere than glibc it does nothing.
+void release_free_memory();
 
 }  // namespace pemo
