@@ -1,11 +1,13 @@
 #include "platform/thread.h"
 
 #include <pthread.h>
-#include <cerrno>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <memory>
+#include <new>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -36,14 +38,48 @@ struct EndedThreads {
   std::vector<Ended> list;
 };
 
-EndedThreads& ended_threads() { return process_lifetime<EndedThreads>(); }
+// Each of them has returned from its body: the join waits only for its exit.
+void join_and_unmap(const std::vector<Ended>& ended) {
+  for (const Ended& thread : ended) {
+    pthread_join(thread.thread, nullptr);
+    munmap(thread.stack.base, thread.stack.length);
+  }
+}
+
+void join_ended_at_exit();
+
+EndedThreads& ended_threads() {
+  static EndedThreads& threads = []() -> EndedThreads& {
+    std::atexit(join_ended_at_exit);  // the last thread to end has nobody after it
+    return process_lifetime<EndedThreads>();
+  }();
+  return threads;
+}
+
+void join_ended_at_exit() {
+  std::vector<Ended> ended;
+  {
+    const std::lock_guard hold(ended_threads().lock);
+    ended.swap(ended_threads().list);
+  }
+  join_and_unmap(ended);
+}
 
 // The calling thread's own stack.
 thread_local StackMap own_stack;
 
+// glibc puts a thread's static TLS at the top of a stack it did not allocate.
+// The agent's is a few KiB, but the thread sanitizer keeps about 900 KiB of
+// state per thread there, and the address sanitizer's frames are larger.
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t kSanitizerAllowance = std::size_t{2} * 1024 * 1024;
+#else
+constexpr std::size_t kSanitizerAllowance = 0;
+#endif
+
 StackMap map_stack(std::size_t size) {
   const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  const std::size_t length = (size + page - 1) / page * page + page;
+  const std::size_t length = (size + kSanitizerAllowance + page - 1) / page * page + page;
   void* base = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
   if (base == MAP_FAILED) return {};
   if (mprotect(base, page, PROT_NONE) != 0) {
@@ -101,13 +137,13 @@ void retire_this_thread() {
   {
     const std::lock_guard hold(ended_threads().lock);
     earlier.swap(ended_threads().list);
-    ended_threads().list.push_back({pthread_self(), own_stack});
+    try {
+      ended_threads().list.push_back({pthread_self(), own_stack});
+    } catch (const std::bad_alloc&) {
+      pthread_detach(pthread_self());  // out of memory, its stack stays mapped for good
+    }
   }
-  // Each of them has returned from its body: the join waits only for its exit.
-  for (const Ended& thread : earlier) {
-    pthread_join(thread.thread, nullptr);
-    munmap(thread.stack.base, thread.stack.length);
-  }
+  join_and_unmap(earlier);
 }
 
 }  // namespace detail
