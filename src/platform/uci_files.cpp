@@ -147,7 +147,8 @@ int read_all(int fd, std::string& out) try {
   // No size limit, as the platform's library has none: a file it reads is read
   // here too, however long years of rules have made it.
   struct stat st {};
-  if (fstat(fd, &st) == 0 && st.st_size > 0) out.reserve(static_cast<std::size_t>(st.st_size));
+  const bool regular = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+  if (regular && st.st_size > 0) out.reserve(static_cast<std::size_t>(st.st_size));
   std::array<char, 4096> chunk;
   for (;;) {
     const ssize_t n = read(fd, chunk.data(), chunk.size());
@@ -155,6 +156,8 @@ int read_all(int fd, std::string& out) try {
     if (n < 0) return kErrIo;
     if (n == 0) return kOk;
     out.append(chunk.data(), static_cast<std::size_t>(n));
+    // A regular file's read comes back short only at its end: no read more to see 0.
+    if (regular && static_cast<std::size_t>(n) < chunk.size()) return kOk;
   }
 } catch (const std::bad_alloc&) {
   out.clear();
