@@ -339,9 +339,11 @@ constexpr bool arguments_served(ParamHandler handler, const std::string_view (&k
   }
   return true;
 }
+#if !defined(PEMO_NO_CONSTANT_FUNCTION_COMPARE)
 static_assert(arguments_served(misc_param_handler, kMiscArguments), "a misc node's argument has no row");
 static_assert(arguments_served(uci_param_handler, kUciArguments), "a UCI node's argument has no row");
 static_assert(arguments_served(fw_param_handler, kFirmwareArguments), "a firmware node's argument has no row");
+#endif
 
 // Every name of contract/nodes.h stands for the node it says: member name and parent.
 struct NamedNode {
