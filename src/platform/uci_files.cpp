@@ -142,12 +142,13 @@ int LockedFile::open(const std::string& path, int flags, mode_t mode, bool exclu
   return kOk;
 }
 
-int read_all(int fd, std::string& out) try {
+int read_all(int fd, std::string& out, bool regular_only) try {
   out.clear();
   // No size limit, as the platform's library has none: a file it reads is read
   // here too, however long years of rules have made it.
   struct stat st {};
   const bool regular = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+  if (regular_only && !regular) return kErrNotFound;
   if (regular && st.st_size > 0) out.reserve(static_cast<std::size_t>(st.st_size));
   std::array<char, 4096> chunk;
   for (;;) {
@@ -175,11 +176,14 @@ bool write_all(int fd, std::string_view data) {
 }
 
 int read_locked(const std::string& path, std::string& out) {
-  struct stat st {};
-  if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return kErrNotFound;
   LockedFile file;
-  if (int rc = file.open(path, O_RDONLY, 0, false); rc != kOk) return rc;
-  return read_all(file.fd.get(), out);
+  // Not blocking, so that a FIFO in a package's place cannot hold the open;
+  // only a regular file is read.
+  if (int rc = file.open(path, O_RDONLY | O_NONBLOCK, 0, false); rc != kOk) {
+    // A path that leads nowhere names no file, as when a folder on it is a file.
+    return rc == kErrIo && (errno == ENOTDIR || errno == ELOOP || errno == ENAMETOOLONG) ? kErrNotFound : rc;
+  }
+  return read_all(file.fd.get(), out, true);
 }
 
 

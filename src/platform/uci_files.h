@@ -28,8 +28,9 @@ struct LockedFile {
   int open(const std::string& path, int flags, mode_t mode, bool exclusive);
 };
 
-// Reads a whole file from the descriptor's position: kOk, kErrIo or kErrMem.
-int read_all(int fd, std::string& out);
+// Reads a whole file from the descriptor's position: kOk, kErrIo or kErrMem;
+// with `regular_only`, kErrNotFound for anything but a regular file.
+int read_all(int fd, std::string& out, bool regular_only = false);
 bool write_all(int fd, std::string_view data);
 // Reads a file under a shared lock. kErrNotFound when it is missing or no regular file.
 int read_locked(const std::string& path, std::string& out);

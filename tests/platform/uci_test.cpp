@@ -162,6 +162,18 @@ TEST_F(UciStore, RefusesChangesThatCannotLand) {
   EXPECT_EQ(revert(dirs_, "wireless"), kErrIo);
 }
 
+// Only a regular file is a package: a FIFO in its place is not waited on, and a
+// save directory that is a file leaves the package without staged changes.
+TEST_F(UciStore, OnlyARegularFileIsAPackage) {
+  ASSERT_EQ(mkfifo((dirs_.config + "/fifo").c_str(), 0644), 0);
+  std::filesystem::create_directories(dirs_.config + "/folder");
+  Package package;
+  EXPECT_EQ(load_package(dirs_, "fifo", package), kErrNotFound);
+  EXPECT_EQ(load_package(dirs_, "folder", package), kErrNotFound);
+  write_file(dirs_.save, "not a folder");
+  EXPECT_EQ(get("wireless.wifi0.channel"), "auto");
+}
+
 // A torn last record is dropped; a record that does not parse costs only itself.
 TEST_F(UciStore, BadRecordsLoseOnlyThemselves) {
   ASSERT_EQ(set("wireless.wifi0.channel", "6"), kOk);
