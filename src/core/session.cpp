@@ -124,8 +124,12 @@ int tcp_msg_recv(int sock, FrameHeader& header, MessageBuffer& buffer) {
   char* payload = buffer.data() + kHeaderSize;
   std::size_t received = 0;
   while (received < length) {
-    if (!arrives()) return 1;
-    n = recv(sock, payload + received, length - received, 0);
+    // A payload mostly comes with its header: what is there is read before any wait.
+    n = recv(sock, payload + received, length - received, MSG_DONTWAIT);
+    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+      if (!arrives()) return 1;
+      n = recv(sock, payload + received, length - received, 0);
+    }
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
       if (n < 0) {
