@@ -119,9 +119,11 @@ int start_detached(void* (*entry)(void*), void* arg, std::size_t stack_size) {
   pthread_attr_t attr;
   int rc = pthread_attr_init(&attr);
   if (rc == 0) {
-    pthread_attr_setstack(&attr, static_cast<char*>(stack.base) + page, stack.length - page);
+    // A stack too small for the thread is refused here; glibc would otherwise
+    // start the thread on a stack of its own choosing.
+    rc = pthread_attr_setstack(&attr, static_cast<char*>(stack.base) + page, stack.length - page);
     pthread_t thread;
-    rc = pthread_create(&thread, &attr, start_on_own_stack, start.get());
+    if (rc == 0) rc = pthread_create(&thread, &attr, start_on_own_stack, start.get());
     pthread_attr_destroy(&attr);
   }
   if (rc != 0) {

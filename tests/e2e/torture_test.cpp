@@ -3,13 +3,10 @@
 // parse or goes back on a commit. PEMO_TORTURE_SECONDS and PEMO_TORTURE_SEED set a run.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <mutex>
 #include <random>
@@ -110,12 +107,6 @@ class Torture : public testing::Test {
     return count;
   }
 
-  // The agent's memory mappings: a thread's stack is one of them.
-  long mappings() const {
-    std::ifstream maps("/proc/" + std::to_string(gateway_.agent_pid()) + "/maps");
-    return std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
-  }
-
   test::SimGateway gateway_;
   const unsigned seed_ = env_number("PEMO_TORTURE_SEED", static_cast<unsigned>(std::time(nullptr)));
   const unsigned seconds_ = env_number("PEMO_TORTURE_SECONDS", test::kSanitizedBuild ? 8 : 20);
@@ -132,7 +123,7 @@ TEST_F(Torture, EveryCommitLandsAndEveryReadParses) {
   ASSERT_TRUE(gateway_.wait_quiet(1500ms));  // the start-up connection and its WAN probes are over
   const long threads_before = test::proc_status_field(gateway_.agent_pid(), "Threads");
   const long others_before = descriptors()["other"];
-  const long mappings_before = mappings();
+  const long stacks_before = test::guard_pages(gateway_.agent_pid());
   std::vector<std::thread> threads;
   // The tools: each commits k<i>=i into a section of its own in every package,
   // and prints what it committed.
@@ -238,13 +229,12 @@ TEST_F(Torture, EveryCommitLandsAndEveryReadParses) {
   EXPECT_EQ(corrupt_, std::vector<std::string>{});
   // Hundreds of connections came and went, each with its thread, stack and
   // descriptor; what stays open is the bounded set of replaced package files,
-  // and what stays mapped the last ended thread's stack (one was there before)
-  // and at most one block the allocator mapped.
+  // and of the stacks the last ended thread's (one was there before).
   EXPECT_TRUE(test::eventually([&] {
     return test::proc_status_field(gateway_.agent_pid(), "Threads") == threads_before &&
-           descriptors()["other"] == others_before && mappings() <= mappings_before + 1;
-  })) << threads_before << " threads, " << others_before << " other descriptors and " << mappings_before
-      << " mappings before, " << mappings() << " after";
+           descriptors()["other"] == others_before && test::guard_pages(gateway_.agent_pid()) <= stacks_before + 1;
+  })) << threads_before << " threads, " << others_before << " other descriptors and " << stacks_before
+      << " stacks before, " << test::guard_pages(gateway_.agent_pid()) << " after";
   for (const auto& [target, count] : descriptors())
     EXPECT_TRUE(target == "other" || count <= static_cast<long>(uci::files::kKeepReplacedMax)) << target << " " << count;
 }

@@ -132,6 +132,21 @@ long proc_status_field(pid_t pid, const std::string& field) {
   return -1;
 }
 
+long guard_pages(pid_t pid) {
+  std::ifstream maps(pid == 0 ? std::string("/proc/self/maps") : "/proc/" + std::to_string(pid) + "/maps");
+  long count = 0;
+  for (std::string line; std::getline(maps, line);) {
+    std::istringstream fields(line);
+    std::string range, perms, offset, device, inode, path;
+    fields >> range >> perms >> offset >> device >> inode >> path;
+    const std::size_t dash = range.find('-');
+    if (perms == "---p" && path.empty() && dash != std::string::npos &&
+        std::stoull(range.substr(dash + 1), nullptr, 16) - std::stoull(range.substr(0, dash), nullptr, 16) == 4096)
+      ++count;
+  }
+  return count;
+}
+
 void seed_system_package(std::string_view password) {
   // An option with an empty value is no option (as in libuci): a list of one
   // empty item is how a file holds an empty password.

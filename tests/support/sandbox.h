@@ -44,6 +44,9 @@ std::string read_file(const std::string& path);
 using ::pemo::file_exists;
 // A numeric field of /proc/PID/status ("RssAnon", "Threads"), or -1.
 long proc_status_field(pid_t pid, const std::string& field);
+// A process's one-page inaccessible mappings: the guard page of each thread
+// stack it mapped (0 for the calling process itself).
+long guard_pages(pid_t pid = 0);
 
 void seed_system_package(std::string_view password = "5927");  // password and host name
 void seed_gateway_config();  // the simulated gateway's seeded /etc/config
