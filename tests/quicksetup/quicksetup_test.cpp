@@ -39,6 +39,7 @@ TEST_F(QuickSetup, StaticAndDhcpSettings) {
 TEST_F(QuickSetup, CredentialsAreStoredExactly) {
   const std::string account = R"(user'; reboot; $(id) `id` \"q\")";
   const std::string password = "p@ss word|&&;\\n";
+  ASSERT_EQ(cfg_set("network.wan.demand", "60"), 0);  // an on-demand link, which an account's defaults end
   tovi(R"({"Wan":{"PPPoE":{"Account":")" + account + R"(","Password":")" + password + R"("}}})", true);
   EXPECT_EQ(option("network.wan.proto"), "pppoe");
   EXPECT_EQ(option("network.wan.mtu"), "1492");
