@@ -33,9 +33,13 @@ TEST(Threads, AThreadThatCannotStartDestroysItsBodyUnrun) {
   auto owned = std::make_shared<int>(0);
   const auto start = [&](std::size_t stack_size) { return spawn_detached([&ran, owned] { ++ran; }, stack_size); };
   // No mapping that large; a stack below the threads' minimum (plain builds: the
-  // sanitizers' allowance makes any size large enough there).
+  // sanitizers' allowance makes any size large enough there), unmapped again.
+  const long stacks = test::guard_pages();
   EXPECT_NE(start(std::size_t{1} << 60), 0);
   EXPECT_EQ(start(1) != 0, !test::kSanitizedBuild);
+  if (!test::kSanitizedBuild) {  // there a thread started, with a sanitizer's helper beside it
+    EXPECT_EQ(test::guard_pages(), stacks);
+  }
   EXPECT_TRUE(test::eventually([&] { return owned.use_count() == 1; }));
   EXPECT_EQ(ran, test::kSanitizedBuild ? 1 : 0);
 }

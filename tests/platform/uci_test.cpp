@@ -157,6 +157,9 @@ TEST_F(UciStore, RefusesChangesThatCannotLand) {
   EXPECT_EQ(stage(dirs_, Command::kListDelete, path, "x"), kErrInval);
   EXPECT_EQ(stage(dirs_, Command::kListAdd, path, "x"), kErrInval);
   EXPECT_FALSE(staged());
+  // A section the index does not reach has no changes to revert.
+  ASSERT_EQ(parse_path("wireless.@wifi-iface[9]", path), kOk);
+  EXPECT_EQ(revert(dirs_, path), kOk);
   // A change file that cannot be opened is an error, not "nothing to revert".
   std::filesystem::create_directories(dirs_.save + "/wireless");
   EXPECT_EQ(revert(dirs_, "wireless"), kErrIo);
