@@ -207,7 +207,11 @@ int replace_file(const std::string& path, std::string_view text, mode_t mode) {
 PackageGuard::PackageGuard() : writing_(writers().mutex) {}
 
 PackageGuard::~PackageGuard() {
-  for (int fd : held_) flock(fd, LOCK_UN);
+  // Under the writers' lock, still held here, the kept files of the path are
+  // exactly the ones this guard locked: those it dropped were closed, which
+  // unlocked them.
+  if (!path_.empty())
+    for (const UniqueFd& fd : writers().replaced[path_]) flock(fd.get(), LOCK_UN);
 }
 
 int PackageGuard::acquire(const std::string& path, int flags, bool exclusive) {
@@ -215,7 +219,6 @@ int PackageGuard::acquire(const std::string& path, int flags, bool exclusive) {
   for (UniqueFd& fd : writers().replaced[path]) {
     while (flock(fd.get(), exclusive ? LOCK_EX : LOCK_SH) != 0 && errno == EINTR) {
     }
-    held_.push_back(fd.get());
   }
   return lock_package(path, flags, exclusive, current_);
 }
@@ -224,12 +227,9 @@ void PackageGuard::replaced(std::string_view text) {
   auto& kept = writers().replaced[path_];
   for (UniqueFd& fd : kept) rewrite(fd.get(), text);
   rewrite(current_.fd.get(), text);
-  held_.push_back(current_.fd.get());
   kept.push_back(std::move(current_.fd));
-  while (kept.size() > kKeepReplaced && (kept.size() > kKeepReplacedMax || !open_elsewhere(kept.front().get()))) {
-    std::erase(held_, kept.front().get());
+  while (kept.size() > kKeepReplaced && (kept.size() > kKeepReplacedMax || !open_elsewhere(kept.front().get())))
     kept.pop_front();  // closing it releases its lock
-  }
 }
 
 }  // namespace pemo::uci::files

@@ -7,7 +7,6 @@
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/fd.h"
 
@@ -65,7 +64,6 @@ class PackageGuard {
  private:
   std::unique_lock<std::mutex> writing_;  // first made, last released
   std::string path_;
-  std::vector<int> held_;  // kept files locked by this guard
   LockedFile current_;
 };
 
