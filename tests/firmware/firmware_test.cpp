@@ -106,9 +106,12 @@ TEST_F(Firmware, DownloadThatFailsOrNeverFinishesIsGivenUp) {
   EXPECT_EQ(test::read_file("/tmp/fw_status"), "0\n");
   EXPECT_LE(clock_.now() - started, 2s) << "a failed download is given up at the first poll";
   for (const std::string& command : runner_.commands(kills)) EXPECT_EQ(command.find("killall"), std::string::npos);
+  // Without the online information there is no image: nothing is fetched or checked.
+  const std::size_t before = runner_.commands().size();
   unlink("/tmp/fw_online_info");
   upgrade();
   EXPECT_FALSE(fw_upgrade_running);
+  EXPECT_EQ(runner_.commands(before), std::vector<std::string>{});
 }
 
 TEST_F(Firmware, ExtenderListHoldsExtendersWithNewFirmware) {
