@@ -23,7 +23,8 @@ namespace {
 // A thread's own stack: mapped here, with a guard page below it.
 struct StackMap {
   void* base = nullptr;
-  std::size_t length = 0;
+  std::size_t length = 0;  // the guard page included
+  std::size_t guard = 0;
 };
 
 struct Ended {
@@ -86,7 +87,7 @@ StackMap map_stack(std::size_t size) {
     munmap(base, length);
     return {};
   }
-  return {base, length};
+  return {base, length, page};
 }
 
 struct Start {
@@ -114,14 +115,13 @@ namespace detail {
 int start_detached(void* (*entry)(void*), void* arg, std::size_t stack_size) {
   const StackMap stack = map_stack(stack_size);
   if (stack.base == nullptr) return EAGAIN;
-  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
   auto start = std::make_unique<Start>(Start{entry, arg, stack});
   pthread_attr_t attr;
   int rc = pthread_attr_init(&attr);
   if (rc == 0) {
     // A stack too small for the thread is refused here; glibc would otherwise
     // start the thread on a stack of its own choosing.
-    rc = pthread_attr_setstack(&attr, static_cast<char*>(stack.base) + page, stack.length - page);
+    rc = pthread_attr_setstack(&attr, static_cast<char*>(stack.base) + stack.guard, stack.length - stack.guard);
     pthread_t thread;
     if (rc == 0) rc = pthread_create(&thread, &attr, start_on_own_stack, start.get());
     pthread_attr_destroy(&attr);
