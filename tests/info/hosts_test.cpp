@@ -45,6 +45,12 @@ TEST_F(Hosts, EachCountSnapshotsTheAliveHostsInTableOrder) {
   EXPECT_EQ(host_snapshot_mac(mac, context), -26);
 }
 
+// An extender's Wi-Fi state: without a 2.4 GHz state, the 5 GHz band decides.
+TEST_F(Hosts, ExtenderWifiStateFallsBackToTheFiveGigahertzBand) {
+  test::sql(kProbeDbPath, "UPDATE DevFunc SET PwrState_24G=NULL, PwrState_5G='On' WHERE ALMac='02:10:18:cc:dd:01';");
+  EXPECT_EQ(host(2, R"("X_Halvo_WiFiStatus":0)"), R"(7 {"X_Halvo_WiFiStatus":1})");
+}
+
 TEST_F(Hosts, ValuesBeforeAnySnapshotAndNullCellsAreDefaults) {
   EXPECT_EQ(hosts(R"({"Host":{"i1":{"HostName":"x","IPAddress":"","X_Halvo_DL_Rate":9}}})"),
             R"({"Host":{"i1":{"HostName":"unknown","IPAddress":"N\/A","X_Halvo_DL_Rate":0}}})");

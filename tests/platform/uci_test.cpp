@@ -309,6 +309,8 @@ TEST_F(UciStore, PathsAndPackageNamesNeverLeaveTheDirectories) {
   EXPECT_EQ(load_package(dirs_, "../save/x", package), kErrInval);
   EXPECT_EQ(commit(dirs_, "../../etc/passwd"), kErrInval);
   EXPECT_EQ(revert(dirs_, "a/b"), kErrInval);
+  std::string section;
+  EXPECT_EQ(stage_add(dirs_, "../x", "t", section), kErrInval);
 }
 
 }  // namespace
