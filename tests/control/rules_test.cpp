@@ -66,6 +66,10 @@ TEST_F(Rules, ApprovalEntriesAndTheSwitchsAnswers) {
                              R"("MACAddress":"02:10:18:cc:ee:01","Option":0)"})
     approve(member);
   EXPECT_EQ(test::read_file("/etc/pemo-agent/Approvelist"), "02:10:18:cc:ee:01 0\naa:bb:cc:dd:ee:02 0\n");
+  // A line of another length is left as it is, and the set is no failure.
+  test::write_file("/etc/pemo-agent/Approvelist", "aa:bb:cc:dd:ee:02 0 kept\n");
+  EXPECT_EQ(approve(R"("MACAddress":"aa:bb:cc:dd:ee:02","Option":1)").front(), '{');
+  EXPECT_EQ(test::read_file("/etc/pemo-agent/Approvelist"), "aa:bb:cc:dd:ee:02 0 kept\n");
   // The tool's answer is the first line of its result file, an empty line
   // converting to 0 as a decimal read does; no line at all fails.
   const auto enable = [](int value) {
