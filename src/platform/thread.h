@@ -1,4 +1,4 @@
-// Detached threads with a deliberate stack size, and the allocator's footprint.
+// Threads nobody waits for, on stacks of their own, and the allocator's footprint.
 #pragma once
 
 #include <cstddef>
