@@ -82,9 +82,12 @@ transcript() {
   seed >"$dir/config/p"
   scenario "$name" | while IFS= read -r line; do
     cmd=${line%% *} arg=$(printf '%s' "${line#* }" | awk '{ gsub(/<LF>/, "\n"); print }')
-    if [ "$cmd" = add ]; then "$stager" -c "$dir/config" -t "$dir/save" add ${arg% *} ${arg#* }
-    else "$stager" -c "$dir/config" -t "$dir/save" "$cmd" "$arg"; fi
-    echo "[$line] $?"
+    # A refused command is part of the scenario: its status is compared, and the
+    # reads below still run (under set -e its failure would end the transcript).
+    status=0
+    if [ "$cmd" = add ]; then "$stager" -c "$dir/config" -t "$dir/save" add ${arg% *} ${arg#* } || status=$?
+    else "$stager" -c "$dir/config" -t "$dir/save" "$cmd" "$arg" || status=$?; fi
+    echo "[$line] $status"
   done
   r="$reader -c $dir/config -t $dir/save"
   for args in "show p" "-X show p" "changes p" "export p" "get p.@iface[0].ssid" "get p.main.l"; do
