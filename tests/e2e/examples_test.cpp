@@ -86,10 +86,11 @@ std::string placeholders(std::string text) {
 // its calls a run makes depends on how long it takes: they are left out.
 bool watcher_probe(const std::string& call) { return call == "ping -c 6 8.8.8.8" || call == "sys portspeed 4"; }
 
+// An example is a batch (NAME.batch) or a line of pemo-cli arguments (NAME.cli).
 std::vector<std::string> example_names() {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(PEMO_SOURCE_DIR "/examples"))
-    if (entry.path().extension() == ".batch") names.push_back(entry.path().stem());
+    if (entry.path().extension() == ".batch" || entry.path().extension() == ".cli") names.push_back(entry.path().stem());
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -105,7 +106,9 @@ TEST_P(ExampleTranscript, IsReproducedExactly) {
   gateway.wait_quiet(1500ms);  // the start-up check's connection has had its WAN probes
   const State before = state_of(gateway);
   int status = 0;
-  const std::string out = cli("--compact batch examples/" + GetParam() + ".batch", status);
+  std::string arguments = test::read_file(PEMO_SOURCE_DIR "/examples/" + GetParam() + ".cli");
+  if (arguments.empty()) arguments = "--compact batch examples/" + GetParam() + ".batch";
+  const std::string out = cli(arguments.substr(0, arguments.find('\n')), status);
   gateway.wait_quiet(1500ms);  // the apply a second after a Wi-Fi or WAN set has run
   std::string calls;
   for (const std::string& call : gateway.calls())
