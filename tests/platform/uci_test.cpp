@@ -146,6 +146,7 @@ TEST_F(UciStore, RefusesChangesThatCannotLand) {
   EXPECT_EQ(set("wireless.nosuch.ssid", "x"), kErrInval);
   EXPECT_EQ(set("wireless.@wifi-iface[9].ssid", "x"), kErrInval);
   EXPECT_EQ(set("missing.s.o", "x"), kErrNotFound);
+  EXPECT_EQ(stage_changes(dirs_, "missing", {Change{Command::kSet, "s", "o", "x"}}), kErrNotFound);
   EXPECT_EQ(set("wireless.s", "bad type"), kErrInval);
   EXPECT_EQ(set("wireless.wifi0.channel", std::string("a\0b", 3)), kErrInval);
   EXPECT_EQ(set("wireless.wifi0.channel", "a\x01"), kErrInval);
@@ -163,6 +164,7 @@ TEST_F(UciStore, RefusesChangesThatCannotLand) {
   // A change file that cannot be opened is an error, not "nothing to revert".
   std::filesystem::create_directories(dirs_.save + "/wireless");
   EXPECT_EQ(revert(dirs_, "wireless"), kErrIo);
+  EXPECT_EQ(commit(dirs_, "wireless"), kErrIo);
 }
 
 // Only a regular file is a package: a FIFO in its place is not waited on, and a
