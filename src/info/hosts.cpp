@@ -304,11 +304,10 @@ int l2device_param_handler(std::string_view name, std::string_view, ParseContext
   if (power || name == "X_Halvo_WiFiSyncStatus") {
     unsigned char answer = 0;
     std::string band24, band5;
-    bool has24 = false, has5 = false;
     if (almac != nullptr &&
         probe_db_lookup2(power ? "SELECT PwrState_24G,PwrState_5G FROM DevFunc WHERE [ALMac]='%s';"
                                : "SELECT AutoConfig_24G,AutoConfig_5G FROM DevFunc WHERE [ALMac]='%s';",
-                         mac, band24, has24, band5, has5)) {
+                         mac, band24, band5)) {
       if (!power)
         answer = band24 == "1" || band5 == "1";
       else if (band24 == "On" || band24 == "Off")

@@ -151,14 +151,11 @@ bool probe_db_lookup(std::string_view statement, std::string_view mac, std::stri
   return true;
 }
 
-bool probe_db_lookup2(std::string_view statement, std::string_view mac, std::string& first,
-                      bool& first_present, std::string& second, bool& second_present) {
+bool probe_db_lookup2(std::string_view statement, std::string_view mac, std::string& first, std::string& second) {
   QueryTable table;
   if (probe_db_query(sql_format(statement, mac), table) != SQLITE_OK || table.rows() < 1) return false;
   const char* a = table.cell(1, 0);
   const char* b = table.cell(1, 1);
-  first_present = a != nullptr;
-  second_present = b != nullptr;
   first = a != nullptr ? a : "";
   second = b != nullptr ? b : "";
   return true;

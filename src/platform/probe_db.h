@@ -60,10 +60,9 @@ std::string sql_format(std::string_view statement, std::string_view mac);
 // null (at most 127 characters). True when a value was copied; callers whose
 // `out` holds the answer for no value ignore it.
 bool probe_db_lookup(std::string_view statement, std::string_view mac, std::string& out);
-// The same for a two-cell statement: both cells (either may be absent: empty
-// with `present` false). False when no row came back.
-bool probe_db_lookup2(std::string_view statement, std::string_view mac, std::string& first,
-                      bool& first_present, std::string& second, bool& second_present);
+// The same for a two-cell statement: both cells, a null one as empty. False
+// when no row came back.
+bool probe_db_lookup2(std::string_view statement, std::string_view mac, std::string& first, std::string& second);
 
 // 1 when Device has a row whose ALMac is `mac`, else 0.
 int isL2AlMac(std::string_view mac);
