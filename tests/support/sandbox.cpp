@@ -113,16 +113,12 @@ bool in_ci() {
 const std::string& sandbox_failure() { return g_failure; }
 
 void write_file(const std::string& path, std::string_view content) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  if (!file) throw std::runtime_error("cannot write " + path);
-  file.write(content.data(), static_cast<std::streamsize>(content.size()));
+  if (!write_text_file(path, content)) throw std::runtime_error("cannot write " + path);
 }
 
 std::string read_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
+  std::string content;
+  return read_text_file(path, content, SIZE_MAX) ? content : std::string();
 }
 
 long proc_status_field(pid_t pid, const std::string& field) {
