@@ -64,13 +64,5 @@ TEST_F(Actions, WpsStartWaitsOutTheWindowAndMarksOnlyAHandOver) {
   EXPECT_EQ(runner_.commands().size(), 5u);
 }
 
-// The Wi-Fi-configured mark set to 0 is removed (examples/extender.batch and
-// wifi.batch show the other values).
-TEST_F(Actions, TheSettingFlagClearedRemovesTheMark) {
-  test::write_file("/etc/pemo-agent/wifi_setting_flag", "");
-  ext(R"("WiFiAutoCfg":{"WIFIConfigFlag":0})", true);
-  EXPECT_FALSE(test::file_exists("/etc/pemo-agent/wifi_setting_flag"));
-}
-
 }  // namespace
 }  // namespace pemo
