@@ -35,7 +35,7 @@ TEST_F(Actions, RebootAndResetUnlessFlashing) {
   ext(R"("Reboot":1,"FactoryReset":1)", true);
   fw_flashing = false;
   EXPECT_TRUE(runner_.commands().empty());
-  ext(R"("Reboot":1,"FactoryReset":1)", true);
+  EXPECT_EQ(ext(R"("Reboot":1,"FactoryReset":1)", true), R"({"Reboot":16,"FactoryReset":17})");
   EXPECT_EQ(runner_.commands(), (std::vector<std::string>{"reboot", "romreset 1"}));
 }
 

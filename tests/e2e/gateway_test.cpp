@@ -28,6 +28,7 @@ TEST_F(Gateway, StartsServesAndRefusesASecondInstance) {
   EXPECT_NE(reply.payload.find(R"("MagicNum": "Q5190")"), std::string::npos) << reply.status();
   EXPECT_NE(gateway_.read("/tmp/mfsh.info").find("Serial Number: "), std::string::npos);
   EXPECT_EQ(gateway_.run("grep -c 'cannot write' /var/log/messages"), "0\n");  // its pid file, among others
+  EXPECT_EQ(gateway_.run("grep -c 'user.info pemo-agent: PEMO Agent UDP socket ready!$' /var/log/messages"), "1\n");
   // A request reads each package once; a commit by the platform's tool between two
   // requests of one session shows in the second.
   client::Session session = gateway_.connect();

@@ -29,6 +29,8 @@ TEST_F(Wifi, BandChosenByCheckFreqBandIsConsumedByTheNextMember) {
             R"({"SSID":{"i1":{"SSID":"HomeGateway-2.4G","CheckFreqBand":"5G"}}})");
   EXPECT_EQ(wifi(R"({"SSID":{"i1":{"Enable":0}}})"), R"({"SSID":{"i1":{"Enable":1}}})");
   EXPECT_EQ(pending_get_band(), "");
+  wifi(R"({"SSID":{"i1":{"CheckFreqBand":"5G","Enable":1}}})", true);
+  EXPECT_EQ(pending_set_band(), "") << "a set's band goes with its member too";
   set_pending_get_band(std::string(40, 'x'));
   EXPECT_EQ(pending_get_band().size(), kMaxBandText);
 }
