@@ -1,6 +1,8 @@
 #include "support/gateway.h"
 
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -38,14 +40,19 @@ bool SimGateway::start(const std::vector<std::string>& agent_arguments, bool fas
   if (fast_sleeps) command += " --fast-sleeps";
   command += " --";
   for (const std::string& word : agent_arguments) command += " " + shell_quote(word);
-  // The launcher's id is the background job's, which exec keeps.
-  const ShellResult launched =
-      posix_runner().execute({"(" + command + ") >>/tmp/gateway.log 2>&1 & echo $!", true, 64, 10s});
-  launcher_pid_ = std::atoi(launched.output.c_str());
-  if (launcher_pid_ <= 0) return false;
+  command = "exec >>/tmp/gateway.log 2>&1; " + command;
+  launcher_pid_ = fork();
+  if (launcher_pid_ == 0) {
+    // The launcher (unshare, once exec'd) and with it the whole gateway end with
+    // this process, even when a time-out kills it before its destructors run.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    _exit(127);
+  }
+  if (launcher_pid_ < 0) return false;
   const auto deadline = std::chrono::steady_clock::now() + 10s;
   while (std::chrono::steady_clock::now() < deadline) {
-    if (kill(launcher_pid_, 0) != 0) {
+    if (waitpid(launcher_pid_, nullptr, WNOHANG) != 0) {
       launcher_pid_ = -1;
       return false;
     }
@@ -66,6 +73,7 @@ bool SimGateway::start(const std::vector<std::string>& agent_arguments, bool fas
 void SimGateway::stop() {
   if (launcher_pid_ > 0) {
     kill(launcher_pid_, SIGKILL);  // the launcher takes the whole gateway with it
+    waitpid(launcher_pid_, nullptr, 0);
     // Its first process dies asynchronously; wait until its file system is gone.
     eventually([this] { return init_pid_ <= 0 || !file_exists(path("/")); }, 5s);
     // The agent goes after it; the port is free once its listener is closed.
