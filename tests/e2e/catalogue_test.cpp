@@ -35,7 +35,6 @@ std::vector<std::string> unbound(const ParamTree& tree, const std::string& log) 
 }
 
 TEST(Catalogue, EveryObjectAnswersAndEveryNodeIsReached) {
-  PEMO_REQUIRE_SANDBOX();
   test::SimGateway gateway;
   ASSERT_TRUE(gateway.start({"-d", "7"}, true));
   const ParamTree& tree = param_tree();

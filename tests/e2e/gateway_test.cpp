@@ -12,7 +12,6 @@ using namespace std::chrono_literals;
 
 class Gateway : public testing::Test {
  protected:
-  void SetUp() override { PEMO_REQUIRE_SANDBOX(); }
   test::SimGateway gateway_;
 };
 

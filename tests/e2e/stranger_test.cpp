@@ -26,7 +26,6 @@ constexpr const char* kSsidReply = R"({ "Device": { "WiFi": { "SSID": { "i1": { 
 
 class Strangers : public testing::Test {
  protected:
-  void SetUp() override { PEMO_REQUIRE_SANDBOX(); }
 
   // The agent's processor time so far (/proc/PID/stat: user and system ticks,
   // the 12th and 13th fields after the command's closing parenthesis).

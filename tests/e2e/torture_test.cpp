@@ -67,7 +67,6 @@ int count_prefixed(const Options& options, const std::string& prefix) {
 class Torture : public testing::Test {
  protected:
   void SetUp() override {
-    PEMO_REQUIRE_SANDBOX();
     const std::filesystem::path platform(PEMO_PLATFORM_UCI);
     PEMO_REQUIRE(test::file_exists(platform / "bin/uci"), "no platform uci tool: build it from ../shared/third_party");
     ASSERT_TRUE(gateway_.start());

@@ -17,7 +17,6 @@ using namespace std::chrono_literals;
 class Requests : public testing::Test {
  protected:
   void SetUp() override {
-    PEMO_REQUIRE_SANDBOX();
     test::write_file(kFeatureFile, test::read_file(PEMO_SOURCE_DIR "/data/feature.json"));
     ASSERT_EQ(sys_query_response_init(), 0);
   }

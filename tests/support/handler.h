@@ -36,7 +36,6 @@ inline const std::vector<std::string> kWpsWatcherStops = {
 class HandlerTest : public testing::Test {
  protected:
   void SetUp() override {
-    PEMO_REQUIRE_SANDBOX();
     seed_gateway_config();
     seed_probe_db(kProbeDbPath);
     ASSERT_EQ(probe_db_open(), 0);

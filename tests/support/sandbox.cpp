@@ -24,9 +24,6 @@
 namespace pemo::test {
 namespace {
 
-bool g_sandboxed = false;
-std::string g_failure = "not entered";
-
 bool write_proc(const char* path, const std::string& text) {
   UniqueFd fd(open(path, O_WRONLY | O_CLOEXEC));
   return fd.valid() && write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
@@ -34,7 +31,6 @@ bool write_proc(const char* path, const std::string& text) {
 
 bool fail(std::string& why, const std::string& what) {
   why = what + ": " + std::strerror(errno);
-  g_failure = why;
   return false;
 }
 
@@ -90,12 +86,8 @@ bool enter_sandbox(std::string& why) {
   if (!sock.valid() || ioctl(sock.get(), SIOCGIFFLAGS, &request) != 0) return fail(why, "loopback");
   request.ifr_flags = static_cast<short>(request.ifr_flags | IFF_UP);
   if (ioctl(sock.get(), SIOCSIFFLAGS, &request) != 0) return fail(why, "loopback up");
-  g_sandboxed = true;
-  g_failure.clear();
   return true;
 }
-
-bool sandboxed() { return g_sandboxed; }
 
 bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
   const auto deadline = std::chrono::steady_clock::now() + limit;
@@ -110,7 +102,6 @@ bool in_ci() {
   const char* ci = std::getenv("CI");
   return ci != nullptr && std::string_view(ci) == "true";
 }
-const std::string& sandbox_failure() { return g_failure; }
 
 void write_file(const std::string& path, std::string_view content) {
   if (!write_text_file(path, content)) throw std::runtime_error("cannot write " + path);

@@ -18,8 +18,6 @@
 namespace pemo::test {
 
 bool enter_sandbox(std::string& why);  // from main, before any thread starts
-bool sandboxed();
-const std::string& sandbox_failure();
 
 bool in_ci();  // CI=true
 
@@ -32,8 +30,6 @@ bool in_ci();  // CI=true
       GTEST_SKIP() << why;                        \
     }                                             \
   } while (0)
-#define PEMO_REQUIRE_SANDBOX() \
-  PEMO_REQUIRE(::pemo::test::sandboxed(), "needs private namespaces: " << ::pemo::test::sandbox_failure())
 
 // Polls `condition` until it holds or `limit` has passed: whether it held.
 bool eventually(const std::function<bool()>& condition,
