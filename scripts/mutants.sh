@@ -7,9 +7,11 @@
 # incrementally, and the tests of the mutated folder run (every test for the
 # lowest layers, which all the others rest on; end-to-end tests carry their
 # subsystems' labels), stopping at the first failure: killed when one fails,
-# survived when all pass, not built when it does not compile. The source is put
-# back after each one, and on any exit.
-#   MUTANTS=N        the sample's size (default 60)
+# survived when all pass, not built when it does not compile. A mutation that
+# does not compile tests nothing: the next of the seeded order takes its place,
+# so the sample holds N built ones. The source is put back after each one, and
+# on any exit.
+#   MUTANTS=N        the sample's size in built mutations (default 60)
 #   MUTANTS_SEED=S   its seed (default: today's date, so each day samples anew)
 source "$(dirname "$0")/common.sh"
 install_packages
@@ -24,18 +26,18 @@ echo "mutants: seed $seed, $count mutations"
 cd "$ROOT"
 selected=$(perl scripts/mutants.pl $(git ls-files 'src/*.cpp' 'tools/*.cpp') | perl -e '
 	use List::Util qw(shuffle);
-	my ($count, $seed) = @ARGV;
+	my ($seed) = @ARGV;
 	my %by_class;
 	while (<STDIN>) { my $class = (split /\t/)[2]; push @{$by_class{$class}}, $_; }
 	srand($seed);
 	my @classes = sort keys %by_class;
 	my %pools = map { $_ => [shuffle @{$by_class{$_}}] } @classes;
 	my @picked;
-	while (@picked < $count && grep { @{$pools{$_}} } @classes) {
-		for my $class (@classes) { push @picked, shift @{$pools{$class}} if @{$pools{$class}} && @picked < $count; }
+	while (grep { @{$pools{$_}} } @classes) {
+		for my $class (@classes) { push @picked, shift @{$pools{$class}} if @{$pools{$class}}; }
 	}
 	print @picked;
-' "$count" "$seed")
+' "$seed")
 [ -n "$selected" ] || { echo "mutants: nothing to mutate" >&2; exit 2; }
 
 # The test labels of a source folder: its subsystem's own, or every test for the
@@ -53,7 +55,7 @@ restore() { [ -n "$backup" ] && cp "$backup" "$original" && rm -f "$backup"; bac
 trap restore EXIT
 
 killed=0 survived=0 unbuilt=0
-while IFS=$'\t' read -r file line class mutated; do
+while [ $((killed + survived)) -lt "$count" ] && IFS=$'\t' read -r file line class mutated; do
 	original="$ROOT/$file"
 	backup=$(mktemp)
 	cp "$original" "$backup"
