@@ -107,6 +107,12 @@ mkdir -p "$work/platform" "$work/ours"
 ln -s "$real" "$work/platform/uci"
 ln -s "$ours" "$work/ours/uci"
 failed=0
+# Without a command, with an unknown option or command: the same exit statuses.
+for args in "" "-q" "-Z" "frob"; do
+  "$ours" $args >/dev/null 2>&1 && a=0 || a=$?
+  "$real" $args >/dev/null 2>&1 && b=0 || b=$?
+  [ "$a" = "$b" ] || { echo "FAIL: 'uci $args' exits $a with ours, $b with the platform tool"; failed=1; }
+done
 for name in set add lists delete rename reorder revert values; do
   transcript "$work/platform/uci" "$work/platform/uci" "$name" | sed "s|$work/[^ ]*/||g" >"$work/expected"
   for pair in "ours ours" "ours platform" "platform ours"; do

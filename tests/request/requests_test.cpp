@@ -44,6 +44,8 @@ TEST_F(Requests, SystemQueryAnswersTheFeatureListAfterMagicThenVersion) {
   EXPECT_EQ(serve(doSysQueryReq, info + R"({"MagicNum":"Q5191","AppVersion":2}}}})"), "<-4>");
   EXPECT_EQ(serve(doSysQueryReq, info + R"({"MagicNum":"Q5190","AppVersion":2}}}})"), "<-3>");
   EXPECT_EQ(serve(doSysQueryReq, info + R"({"MagicNum":""}}}})"), "<-4>");
+  test::write_file(kFeatureFile, R"({"Device":)");  // cut short: no list to start with
+  EXPECT_EQ(sys_query_response_init(), -1);
 }
 
 TEST_F(Requests, PayloadsThatAreNotAnObjectAndRepliesThatWouldNotFitAreStatuses) {

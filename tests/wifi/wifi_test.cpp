@@ -41,9 +41,10 @@ TEST_F(Wifi, SecurityModeAndKeyReads) {
     return R"({"AccessPoint":{"i1":{"Security":{"ModeEnabled":")" + mode + R"(","PreShareKey":")" + key + R"("}}}})";
   };
   EXPECT_EQ(wifi(ap), security("WPA2PSK", "homegateway24"));
-  for (const auto& [encryption, mode] : {std::pair{"NONE", "none"}, std::pair{"wep-open", "WEP"}}) {
+  for (const auto& [encryption, mode, key] : {std::tuple{"NONE", "none", ""}, std::tuple{"wep-open", "WEP", ""},
+                                              std::tuple{"WPAPSK", "WPAPSK", "homegateway24"}, std::tuple{"WPA2", "WPA2", ""}}) {
     ASSERT_EQ(cfg_set("wireless.@wifi-iface[0].encryption", encryption), 0);
-    EXPECT_EQ(wifi(ap), security(mode, ""));
+    EXPECT_EQ(wifi(ap), security(mode, key));
   }
   // A missing key falls back to the first word of /tmp/tmppsk.
   test::write_file("/etc/config/wireless", "config wifi-iface\n\toption encryption 'WPA2PSK'\n\toption ssid 'x'\n");
