@@ -77,6 +77,8 @@ std::string state_diff(const State& before, const State& after) {
 std::string placeholders(std::string text) {
   static const std::pair<std::regex, const char*> kRules[] = {
       {std::regex(R"(("UpTime": ?)\d+)"), "$1<seconds>"},  // the gateway's uptime
+      {std::regex(R"(("SystemTime": ?")[^"]*)"), "$1<date>"},  // its clock
+      {std::regex(R"(("CPUUsage": ?)\d+)"), "$1<percent>"},  // the host's processor use, as the gateway's
   };
   for (const auto& [pattern, placeholder] : kRules) text = std::regex_replace(text, pattern, placeholder);
   return text;

@@ -30,6 +30,19 @@ class Hosts : public test::HandlerTest {
   }
 };
 
+// The processor's busy share since boot, from /proc/stat's first line: user,
+// nice and system against those and idle; a line that does not tell keeps the value.
+TEST(CpuUsage, IsTheBusyShareOfTheFirstFourTimes) {
+  const auto usage = [](std::string_view line) {
+    std::string text = "kept";
+    cpu_usage_from(line, text);
+    return text;
+  };
+  EXPECT_EQ(usage("cpu  300 100 199 1401 5000 0 0 0 0 0"), "29");
+  EXPECT_EQ(usage("cpu  0 0 0 0"), "0");
+  EXPECT_EQ(usage("cpu  1 2 3") + usage("intr 1 2 3 4"), "keptkept");
+}
+
 TEST_F(Hosts, EachCountSnapshotsTheAliveHostsInTableOrder) {
   EXPECT_EQ(host(7, R"("HostName":"")"), R"(7 {"HostName":"printer"})");
   EXPECT_EQ(host(8, R"("HostName":"","PhysAddress":"","X_Halvo_PhyRate":5)"),
