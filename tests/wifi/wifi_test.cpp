@@ -80,11 +80,6 @@ TEST_F(Wifi, GuestTimerThatDidNotStartIsAnError) {
   EXPECT_EQ(runner_.commands().back(), "/bin/addGuestWifiBonus.sh 3 5G 2:5");
 }
 
-TEST_F(Wifi, GuestNetworkSwitchedOffIsMarkedForApplyOnBothRadios) {
-  wifi(R"({"X_Halvo_GuestAP":{"Enable":0}})", true);
-  EXPECT_EQ(test::read_file("/tmp/wifi24G_Apply") + test::read_file("/tmp/wifi5G_Apply"), "ath3\nath13\n");
-}
-
 TEST_F(Wifi, ConfigPasswordIsStoredWholeAndApplied) {
   const auto security = [](const std::string& password, bool set) {
     return test::below({"LANConfigSecurity"}, R"({"ConfigPassword":")" + password + R"("})", set);
