@@ -201,8 +201,11 @@ removeGuestWifiBonus.sh)
 
 uci_apply)
 	[ $# -eq 1 ] || refuse "$@"
-	[ "$(knob uci_apply)" = ok ] || exit 1
-	case $1 in firewall | parental) drop_marked_rules "$1" ;; esac ;;
+	case $(knob uci_apply) in
+	ok) case $1 in firewall | parental) drop_marked_rules "$1" ;; esac ;;
+	keep) ;; # a platform whose reload leaves the marked rules
+	*) exit 1 ;;
+	esac ;;
 
 wifi_setting_flag.sh)
 	touch /etc/pemo-agent/wifi_setting_flag ;;

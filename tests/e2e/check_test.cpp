@@ -114,7 +114,7 @@ TEST_P(CheckKitFault, FailsExactlyTheChecksThatRestOnTheHook) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Knobs, CheckKitFault,
-                         testing::Values(std::pair{"hv1905", "silent"}, std::pair{"uci_apply", "fail"},
+                         testing::Values(std::pair{"hv1905", "silent"}, std::pair{"uci_apply", "fail"}, std::pair{"uci_apply", "keep"},
                                          std::pair{"probe_db", "missing"}, std::pair{"wps", "none"},
                                          std::pair{"fw_online", "no"}, std::pair{"wan_link", "down"}),
                          [](const auto& knob) { return std::string(knob.param.first) + "_" + knob.param.second; });
