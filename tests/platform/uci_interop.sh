@@ -65,7 +65,7 @@ scenario() {
   add) printf '%s\n' "add p iface" "add p zz" "set p.@zz[0].k=v" ;;
   lists) printf '%s\n' "add_list p.main.l=x y" "add_list p.main.opt=second" "add_list p.@iface[0].n=1" \
            "del_list p.main.l=a" "del_list p.main.ml=nothing" ;;
-  delete) printf '%s\n' "delete p.main.opt" "delete p.@iface[0]" "delete p.main.l=1" "delete p.other" ;;
+  delete) printf '%s\n' "delete p.main.opt" "delete p.@iface[0]" "delete p.main.l=1" "delete p.main.l=x" "delete p.other" ;;
   rename) printf '%s\n' "rename p.main=primary" "rename p.@iface[0]=named" "rename p.primary.hash=hash2" ;;
   reorder) printf '%s\n' "reorder p.@iface[1]=0" "reorder p.main=9" "reorder p.other=1" ;;
   revert) printf '%s\n' "set p.main.opt=1" "set p.@iface[0].ssid=2" "add_list p.main.l=3" \
