@@ -40,7 +40,7 @@ TEST_F(Rules, UnblockingMarksEveryRuleOfTheMacOnly) {
 
 // A count or position that cannot be read is no 0: rules written there would
 // replace others at the next commit. The request answers the read's status, and
-// nothing is run or written.
+// nothing is run or written; a host's blocking state read from it is that status too.
 TEST_F(Rules, AnUnreadablePackageStopsTheWrite) {
   for (const char* package : {"firewall", "parental"}) {
     const std::string path = std::string("/etc/config/") + package;
@@ -51,7 +51,8 @@ TEST_F(Rules, AnUnreadablePackageStopsTheWrite) {
   check({{R"({"X_Halvo_Ext":{"EndDevCtrl_Blocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", "<-12>", true},
          {R"({"X_Halvo_Ext":{"EndDevCtrl_UnBlocking":{"HostMAC":"a4:5e:60:11:22:33"}}})", "<-12>", true},
          {R"({"Hosts":{"Host":{"i4":{"X_Halvo_AddPcpRule":"1"}}}})", "<-12>", true},
-         {R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"Enable":"1"}}}})", "<-12>", true}});
+         {R"({"X_Halvo_Ext":{"ParentalControl":{"i1":{"Enable":"1"}}}})", "<-12>", true},
+         {R"({"Hosts":{"Host":{"i4":{"X_Halvo_Blocking":""}}}})", "<-12>", false}});
   EXPECT_EQ(runner_.commands(before), std::vector<std::string>{});
   EXPECT_EQ(test::read_file("/tmp/.uci/firewall") + test::read_file("/tmp/.uci/parental"), "");
 }

@@ -312,6 +312,8 @@ TEST_F(UciStore, PathsAndPackageNamesNeverLeaveTheDirectories) {
   EXPECT_EQ(revert(dirs_, "a/b"), kErrInval);
   std::string section;
   EXPECT_EQ(stage_add(dirs_, "../x", "t", section), kErrInval);
+  package.name = "../x";
+  EXPECT_EQ(write_package(dirs_, package), kErrInval);
 }
 
 }  // namespace
