@@ -68,8 +68,9 @@ for my $file (@ARGV) {
 				@others ? $others[($_[0] + $n) % @others] : undef;
 			});
 		}
-		# A statement that is a call and nothing else, on one line.
-		if ($code =~ /^(\s*)(?:static_cast<void>\()?[\w:.>\-]+\(.*\)\)?;\s*$/ && $code !~ /^\s*(return|delete|throw)\b/
+		# A statement that is a call and nothing else, on one line (a static_assert is
+		# no call: the build checks it, and nothing runs).
+		if ($code =~ /^(\s*)(?:static_cast<void>\()?[\w:.>\-]+\(.*\)\)?;\s*$/ && $code !~ /^\s*(return|delete|throw|static_assert)\b/
 			&& $code !~ /=/) {
 			$emit->('call', "$1;");
 		}
