@@ -23,6 +23,17 @@ TEST_F(QuickSetup, ConnectionStatusValues) {
   EXPECT_EQ(runner_.commands().back(), "/sbin/uci_apply 'web-redirect'");
 }
 
+// WiFiAction 1 stops the three WPS watchers; another value stops none.
+TEST_F(QuickSetup, WifiActionStopsTheWpsWatchers) {
+  tovi(R"({"WiFiAction":0})", true);
+  EXPECT_EQ(runner_.commands(), std::vector<std::string>{});
+  tovi(R"({"WiFiAction":1})", true);
+  std::vector<std::string> stops;
+  for (const char* watcher : {"1 wps_conf_24G", "1 wps_conf_5G", "5 wps_conf_5G"})
+    stops.push_back(std::string("kill $(ps | grep 'watch -tn ") + watcher + "' | grep 'grep' -v | awk '{print $1}')");
+  EXPECT_EQ(runner_.commands(), stops);
+}
+
 TEST_F(QuickSetup, StaticAndDhcpSettings) {
   tovi(R"({"Wan":{"Static":{"StaticIP":"100.64.9.9","Netmask":"255.255.255.0","Dns":"8.8.8.8,1.1.1.1"}}})", true);
   EXPECT_EQ(option("network.wan.proto"), "static");
