@@ -10,13 +10,6 @@ namespace {
 using Actions = test::HandlerTest;
 using test::ext;
 
-// Entering "WiFi" stops the WPS watcher, and nothing else runs a command.
-TEST_F(Actions, EnteringWifiStopsTheWpsWatcherOnly) {
-  EXPECT_EQ(test::device(R"({"WiFi":{"Radio":{"i1":{"Enable":0}}}})", true), "<-22>");
-  EXPECT_EQ(test::device(R"({"Hosts":{"Host":{"i1":{"Active":0}}}})"), R"({"Hosts":{"Host":{"i1":{"Active":1}}}})");
-  EXPECT_EQ(runner_.commands(), test::kWpsWatcherStops);
-}
-
 // Radio.{i} has two "Channel" leaves: first in its object, the member binds the
 // UCI-backed one (always 0); after OperatingFrequencyBand, the action one.
 TEST_F(Actions, RadioChannelLeaves) {

@@ -33,11 +33,7 @@ class Hosts : public test::HandlerTest {
 // The processor's busy share since boot, from /proc/stat's first line: user,
 // nice and system against those and idle; a line that does not tell keeps the value.
 TEST(CpuUsage, IsTheBusyShareOfTheFirstFourTimes) {
-  const auto usage = [](std::string_view line) {
-    std::string text = "kept";
-    cpu_usage_from(line, text);
-    return text;
-  };
+  const auto usage = [](std::string_view line) { std::string text = "kept"; cpu_usage_from(line, text); return text; };
   EXPECT_EQ(usage("cpu  300 100 199 1401 5000 0 0 0 0 0"), "29");
   EXPECT_EQ(usage("cpu  0 0 0 0"), "0");
   EXPECT_EQ(usage("cpu  1 2 3") + usage("intr 1 2 3 4"), "keptkept");
