@@ -104,20 +104,22 @@ TEST(CheckKit, AnInterruptedWriteRunIsUndone) {
 
 // Each knob breaks one platform hook; the kit fails exactly what rests on it,
 // with its hint, and passes the rest.
-class CheckKitFault : public testing::TestWithParam<std::pair<const char*, const char*>> {};
+// A knob and its value; strings, so the test names hold them and not addresses.
+using Knob = std::pair<std::string, std::string>;
+class CheckKitFault : public testing::TestWithParam<Knob> {};
 
 TEST_P(CheckKitFault, FailsExactlyTheChecksThatRestOnTheHook) {
   const auto& [knob, value] = GetParam();
   test::SimGateway gateway;
-  ASSERT_TRUE(gateway.start({}, true, std::string("echo ") + value + " >/sim/knobs/" + knob));
-  expect_output(std::string(knob) + "-" + value, check("--write"));
+  ASSERT_TRUE(gateway.start({}, true, "echo " + value + " >/sim/knobs/" + knob));
+  expect_output(knob + "-" + value, check("--write"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Knobs, CheckKitFault,
-                         testing::Values(std::pair{"hv1905", "silent"}, std::pair{"uci_apply", "fail"}, std::pair{"uci_apply", "keep"},
-                                         std::pair{"probe_db", "missing"}, std::pair{"wps", "none"},
-                                         std::pair{"fw_online", "no"}, std::pair{"wan_link", "down"}),
-                         [](const auto& knob) { return std::string(knob.param.first) + "_" + knob.param.second; });
+                         testing::Values(Knob{"hv1905", "silent"}, Knob{"uci_apply", "fail"}, Knob{"uci_apply", "keep"},
+                                         Knob{"probe_db", "missing"}, Knob{"wps", "none"}, Knob{"fw_online", "no"},
+                                         Knob{"wan_link", "down"}),
+                         [](const auto& knob) { return knob.param.first + "_" + knob.param.second; });
 
 }  // namespace
 }  // namespace pemo
