@@ -145,10 +145,11 @@ bool Words::read_word(std::string& word, bool& ends_line, ParseError& error) {
     ++pos_;
     if (c == '\'' || c == '"') {
       unescaped = false;
-      const int opened = line_;
+      // At the end of the text the error names its last line, as the platform's does.
+      auto last_line = [&] { return !text_.empty() && text_.back() == '\n' ? line_ - 1 : line_; };
       for (;;) {
         if (pos_ < text_.size() && text_[pos_] == '\0') return nul();
-        if (pos_ >= text_.size()) return fail(opened, c == '"' ? "unterminated \"" : "unterminated '");
+        if (pos_ >= text_.size()) return fail(last_line(), c == '"' ? "EOF with unterminated \"" : "EOF with unterminated '");
         char q = text_[pos_++];
         if (q == c) break;
         if (q == '\n') ++line_;
@@ -163,7 +164,7 @@ bool Words::read_word(std::string& word, bool& ends_line, ParseError& error) {
             ++line_;
             continue;
           }
-          if (pos_ >= text_.size()) return fail(opened, "unterminated \"");
+          if (pos_ >= text_.size()) return fail(last_line(), "EOF with unterminated \"");
           if (text_[pos_] == '\0') return nul();
           q = text_[pos_++];
         }
@@ -230,7 +231,7 @@ class Parser {
   // Applies one statement; the reason it cannot, or null.
   const char* take(const std::vector<std::string>& w) {
     if (is(w[0], "package")) {
-      if (w.size() < 2) return "package without name";
+      if (w.size() < 2) return "invalid command";
       if (!valid_package_name(w[1])) return "invalid character in name field";
       if (w.size() > 2) return "too many arguments";
       if (!single_) start(w[1]);
@@ -279,7 +280,7 @@ class Parser {
   const char* config(const std::vector<std::string>& w) {
     Package* target = package();
     if (target == nullptr) return "attempting to import a file without a package name";
-    if (w.size() < 2) return "config without name";
+    if (w.size() < 2) return "invalid command";
     if (!valid_type(w[1])) return "invalid character in type field";
     if (w.size() > 2 && !w[2].empty() && !valid_name(w[2])) return "invalid character in name field";
     if (w.size() > 3 && strict_) return "too many arguments";
@@ -301,7 +302,7 @@ class Parser {
     Package* target = package();
     if (target == nullptr || section_ >= target->sections.size())
       return "option/list command found before the first section";
-    if (w.size() < 2) return "option without name";
+    if (w.size() < 2) return "invalid command";
     if (!valid_name(w[1])) return "invalid character in name field";
     if (w.size() > 3 && strict_) return "too many arguments";
     const std::string value = w.size() > 2 ? w[2] : std::string();

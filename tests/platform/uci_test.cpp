@@ -33,15 +33,12 @@ std::string value_of(const Package& package, std::string_view path_text) {
   return found.option->text();
 }
 
-TEST(UciParse, MalformedTextIsRefusedWithItsLine) {
+TEST(UciParse, NulBytesAreRefusedWithTheirLine) {
   struct Case {
     std::string text;
     int line;
   } const cases[] = {
-      {"config t s\n\toption v 'open\n", 2},
-      {"\toption v 1\n", 1},
-      {"config t s\nfrobnicate x\n", 2},
-      {"config a s\nconfig b s\n", 2},  // one name, two types
+      // Other refused texts are compared with the platform's tool (uci_interop.sh).
       {std::string("config t s\n\toption v a\0b\n", 25), 2},
       // Found by fuzzing: an escaped NUL once slipped into a value.
       {std::string("config t s\n\tlist x \"0\"\\\0", 24), 2},

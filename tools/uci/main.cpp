@@ -204,7 +204,10 @@ int section_command(std::string_view command, const std::string& argument) {
     if (strcasecmp(c.name, std::string(command).c_str()) != 0) continue;
     const bool needs_value = c.command != uci::Command::kDelete;
     if ((needs_value && !has_value) || !path.has_section) return fail(uci::kErrInval);
-    if (c.command == uci::Command::kDelete && has_value && std::sscanf(value.c_str(), "%*d") == EOF)
+    // A list item is deleted by its index: a value that does not start with a
+    // number is refused silently, as the platform's tool does.
+    int index = 0;
+    if (c.command == uci::Command::kDelete && has_value && std::sscanf(value.c_str(), "%d", &index) == 0)
       return kExitError;
     const int rc = uci::stage(cli.dirs, c.command, path, value);
     return rc == uci::kOk ? 0 : fail(rc);
