@@ -6,7 +6,9 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -172,13 +174,21 @@ TEST_F(UciStore, RefusesChangesThatCannotLand) {
 }
 
 // Only a regular file is a package: a FIFO in its place is not waited on, and a
-// save directory that is a file leaves the package without staged changes.
+// save directory that is a file leaves the package without staged changes. A
+// path that cannot be opened is no missing package, so nothing is set over it.
 TEST_F(UciStore, OnlyARegularFileIsAPackage) {
   ASSERT_EQ(mkfifo((dirs_.config + "/fifo").c_str(), 0644), 0);
   std::filesystem::create_directories(dirs_.config + "/folder");
+  const UniqueFd sock(socket(AF_UNIX, SOCK_STREAM, 0));
+  sockaddr_un address{AF_UNIX, {}};
+  (dirs_.config + "/socket").copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(sock.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   Package package;
   EXPECT_EQ(load_package(dirs_, "fifo", package), kErrNotFound);
   EXPECT_EQ(load_package(dirs_, "folder", package), kErrNotFound);
+  EXPECT_EQ(load_package(dirs_, "socket", package), kErrIo);
+  EXPECT_EQ(set("socket.s.o", "x"), kErrIo);
+  EXPECT_TRUE(std::filesystem::is_socket(dirs_.config + "/socket"));
   write_file(dirs_.save, "not a folder");
   EXPECT_EQ(get("wireless.wifi0.channel"), "auto");
 }
