@@ -48,6 +48,32 @@ TEST(WrongKeys, AnswersOfOneAddressTakeTurnsThatGrowToSeconds) {
   EXPECT_EQ(wrong_key_wait(kOther), Clock::duration::zero());
 }
 
+// The pauses are remembered for a bounded number of addresses. A new one takes
+// the place of the idle one whose turn came first; while every remembered
+// address holds a connection, a new address is refused and pauses longest.
+TEST(WrongKeys, RememberedForABoundedNumberOfAddresses) {
+  test::ManualClock clock;
+  ScopedClock scoped(clock);
+  guard_set_strict(false);
+  clock.sleep_for(48h);  // what other tests left is idle by now
+  for (PeerId peer = 1; peer <= kTrackedPeers; ++peer) {
+    for (int key = 0; key <= kFreeWrongKeys; ++key) wrong_key_wait(peer);
+    clock.sleep_for(1ms);  // their turns come in this order
+  }
+  EXPECT_EQ(wrong_key_wait(kTrackedPeers + 1), Clock::duration::zero());
+  EXPECT_EQ(wrong_key_wait(1), Clock::duration::zero()) << "the first forgotten";
+  EXPECT_GT(wrong_key_wait(3), Clock::duration::zero()) << "the third remembered";
+
+  guard_set_strict(true);  // so that the caps let every address hold one
+  std::vector<ConnectionSlot> held;
+  for (PeerId peer = 5000; peer < 5000 + kTrackedPeers; ++peer) held.push_back(connection_admit(peer));
+  guard_set_strict(false);
+  EXPECT_FALSE(connection_admit(1).held());
+  EXPECT_EQ(wrong_key_wait(1), kLongestWrongKeyPause);
+  held.clear();
+  EXPECT_TRUE(connection_admit(1).held());
+}
+
 TEST(Connections, CappedPerAddressAndInAll) {
   std::deque<ConnectionSlot> slots;
   const auto admit = [&](PeerId peer) {
