@@ -138,6 +138,7 @@ TEST_F(Strangers, ADiscoveryBurstDrainsInSeconds) {
 // agent's threads, and a client from another address is served meanwhile.
 TEST_F(Strangers, StalledClientsHoldABoundedShare) {
   ASSERT_TRUE(gateway_.start({"-d", "3"}, true));
+  ASSERT_TRUE(gateway_.wait_quiet(1500ms));  // the start-up connection's thread is gone
   const pid_t agent = gateway_.agent_pid();
   const long threads = test::proc_status_field(agent, "Threads");
   const long memory = test::proc_status_field(agent, "RssAnon");
