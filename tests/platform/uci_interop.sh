@@ -124,18 +124,19 @@ done
 # the same for each.
 parsed() {
   for text in "config t a;option x 'y';option z w" "config t 'a';option x 'y' ;option z w" "config t\noption x a;b c\noption y 'a'b\"c\"#d" \
-      "config t\noption x \"a\\\\\r\nb\"\noption y a\\\\\r\nb" "config t\n#option x\n option y 1 # z" \
+      "config t\noption x \"a\\\\\r\nb\"\noption y a\\\\\r\nb" "config t\n#option x\n option y 1 # z" "c t 's'\n\to v '1'\n\tl x 'a'\n\tl x 'b'" \
       "config sys 'main" "config t\noption x \"abc" "config t\noption x \"ab\\\\" "config t\noption x 'a\nb" "package" "package a b" \
       "package a-b" "frob x" "config" "config a-b" "config t x-y" "config t 'a'\nconfig u 'a'" "option o v" \
       "config t\noption" "config t\noption a-b v" "config t\nlist"; do
     rm -rf "$work/r" && mkdir -p "$work/r/config" "$work/r/save"
-    printf "$text\n" >"$work/r/config/p"
+    printf -- "$text\n" >"$work/r/config/p"
     echo "== $text"; "$1" -c "$work/r/config" -t "$work/r/save" show p 2>&1 || echo "status $?"
     echo "== import"; "$1" -c "$work/r/save" import q <"$work/r/config/p" 2>&1 || echo "status $?"
   done
-  for change in "garbage" "p.main.x" "-p.nosuch" "@p.main=" "+p.main.l" "p.main.opt='a" "^p.@iface[0]=x"; do
+  for change in "garbage" "p.main.x" "-p.nosuch" "@p.main=" "+p.main.l" "p.main.opt='a" "^p.@iface[0]=x" \
+      "p.main.opt='6'\n-p.main.opt" "p.main.a='1' extra\nother.main.x='1'\n|p.main='x'\np.main.b='2'"; do
     rm -rf "$work/r" && mkdir -p "$work/r/config" "$work/r/save"
-    seed >"$work/r/config/p"; printf '%s\n' "$change" >"$work/r/save/p"
+    seed >"$work/r/config/p"; printf -- "$change\n" >"$work/r/save/p"
     echo "== change $change"; "$1" -c "$work/r/config" -t "$work/r/save" show p 2>&1 || echo "status $?"
   done
 }
