@@ -222,8 +222,10 @@ int wifi_parameter_set(std::string_view name, std::string_view value, ParseConte
     set_pending_set_band(value);
     return 0;
   }
-  WifiWrite write{(context.flags & kFlagGuestAp) != 0, BAND_BOTH, false};
-  write.has_band = write.guest || write_band(pending_set_band(), write.band);
+  // The guest network's members need no band; the main network's take the pending one.
+  const bool guest = (context.flags & kFlagGuestAp) != 0;
+  WifiWrite write{guest, BAND_BOTH, guest};
+  if (!guest) write.has_band = write_band(pending_set_band(), write.band);
   for (const WifiWriteMember& member : kWrites)
     if (member.name == name) return member.write(write, value);
   return 0;
