@@ -66,12 +66,15 @@ TEST_F(Diagnostics, TracerouteQuotesItsHostAndOutwaitsItsWorstCase) {
 }
 
 // A traceroute cut at its bound fails the request: its hops are not complete.
-TEST_F(Diagnostics, TracerouteCutAtItsBoundIsNotComplete) {
+// One that leaves no output file has no hops.
+TEST_F(Diagnostics, TracerouteWithoutOutputHasNoHopsAndOneCutShortFails) {
+  const std::string request = R"({"IP":{"Diagnostics":{"TraceRoute":{"Host":"x","DiagnosticsState":"Requested",)"
+                              R"("RouteHopsNumberOfEntries":5}}}})";
+  EXPECT_EQ(device(request, true), R"({"IP":{"Diagnostics":{"TraceRoute":{"Host":"x","DiagnosticsState":"Complete",)"
+                                   R"("RouteHopsNumberOfEntries":0}}}})");
   runner_.answer("traceroute", ShellResult{-1, true, {}});
   test::write_file("/tmp/tracert", "traceroute to x\n 1  a (10.0.0.1)  1.0 ms\n");
-  EXPECT_EQ(device(R"({"IP":{"Diagnostics":{"TraceRoute":{"Host":"x","DiagnosticsState":"Requested",)"
-                   R"("RouteHopsNumberOfEntries":0}}}})", true),
-            "<-26>");
+  EXPECT_EQ(device(request, true), "<-26>");
 }
 
 TEST_F(Diagnostics, WanStatusAndRates) {
