@@ -61,9 +61,11 @@ while [ $((killed + survived)) -lt "$count" ] && IFS=$'\t' read -r file line cla
 	cp "$original" "$backup"
 	LINE=$line TEXT=$mutated perl -i -pe 'if ($. == $ENV{LINE}) { $_ = "$ENV{TEXT}\n" }' "$original"
 	printf '== %s:%s %s\n%s\n' "$file" "$line" "$class" "$mutated" >>"$log"
-	if ! cmake --build "$dir" -j"$(nproc)" >>"$log" 2>&1; then
+	# Nothing in the loop reads its input, which is the sample: a mutated tool that
+	# read standard input once swallowed the rest of it.
+	if ! cmake --build "$dir" -j"$(nproc)" </dev/null >>"$log" 2>&1; then
 		verdict="not built"; unbuilt=$((unbuilt + 1))
-	elif (cd "$dir" && ctest -L "$(labels "$file")" -j"$(nproc)" --timeout 120 --stop-on-failure >>"$log" 2>&1); then
+	elif (cd "$dir" && ctest -L "$(labels "$file")" -j"$(nproc)" --timeout 120 --stop-on-failure </dev/null >>"$log" 2>&1); then
 		verdict=survived; survived=$((survived + 1))
 	else
 		verdict=killed; killed=$((killed + 1))
