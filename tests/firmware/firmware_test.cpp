@@ -114,19 +114,22 @@ TEST_F(Firmware, DownloadThatFailsOrNeverFinishesIsGivenUp) {
   EXPECT_EQ(runner_.commands(before), std::vector<std::string>{});
 }
 
+// Listed: extenders with new firmware that are up, or were seen at one of the
+// last two probes.
 TEST_F(Firmware, ExtenderListHoldsExtendersWithNewFirmware) {
   test::sql(kProbeDbPath, R"(INSERT INTO Device (DevType, ALMac, HostName, Alive, nNotAlive, ExtraInfo) VALUES)"
                           R"( ('L2Device','aa:00:00:00:00:03',NULL,1,0,'{"Newfirmware":1}'),)"
-                          R"( ('L2Device','aa:00:00:00:00:04','gone',0,3,'{"Newfirmware":1}');)"
+                          R"( ('L2Device','aa:00:00:00:00:04','away',0,2,'{"Newfirmware":1}'),)"
+                          R"( ('L2Device','aa:00:00:00:00:05','gone',0,3,'{"Newfirmware":1}');)"
                           R"(UPDATE Device SET ExtraInfo='{"Newfirmware":0,"NewfirmwareUpgradeState":3}' WHERE ALMac='02:10:18:cc:ee:01';)");
   test::write_file("/tmp/hv1905_FWupgrade", "02:10:18:cc:dd:01 ok\naa:aa:aa:aa:aa:aa ok\n");
   const std::string fw = R"({"X_Halvo_Ext":{"L2DevCtrl_FWCfg":{"HostMAC":"02:10:18:cc:ee:01",)";
   check({{R"({"X_Halvo_Ext":{"FWNumberOfEntries":0,"FWUpgrade":{"i1":{"ModelName":"","MACAddress":"","Newfirmware":0,)"
           R"("NewFWUpgradeVersion":"","Newfirmwaredate":""},"i2":{"ModelName":"x","NewFWUpgradeVersion":"x",)"
           R"("NewFWUpgradeState":5},"i3":{"ModelName":"y"}}}})",
-          R"({"X_Halvo_Ext":{"FWNumberOfEntries":2,"FWUpgrade":{"i1":{"ModelName":"LivingRoom-Ext",)"
+          R"({"X_Halvo_Ext":{"FWNumberOfEntries":3,"FWUpgrade":{"i1":{"ModelName":"LivingRoom-Ext",)"
           R"("MACAddress":"02:10:18:cc:dd:01","Newfirmware":1,"NewFWUpgradeVersion":"1.0.12","Newfirmwaredate":"2026-10-01"},)"
-          R"("i2":{"ModelName":"","NewFWUpgradeVersion":"","NewFWUpgradeState":0},"i3":{"ModelName":""}}}})"},
+          R"("i2":{"ModelName":"","NewFWUpgradeVersion":"","NewFWUpgradeState":0},"i3":{"ModelName":"away"}}}})"},
          {fw + R"("NewFWUpgradeState":0}}})", fw + R"("NewFWUpgradeState":3}}})"},
          // Success is the MAC on the last line of the tool's report only.
          {fw + R"("NewFWUpgradeSuccess":5}}})", fw + R"("NewFWUpgradeSuccess":0}}})"}});
