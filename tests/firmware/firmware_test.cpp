@@ -114,8 +114,8 @@ TEST_F(Firmware, DownloadThatFailsOrNeverFinishesIsGivenUp) {
   EXPECT_EQ(runner_.commands(before), std::vector<std::string>{});
 }
 
-// Listed: extenders with new firmware that are up, or were seen at one of the
-// last two probes.
+// Listed: extenders with new firmware that are up, or that at most the last two
+// probes missed.
 TEST_F(Firmware, ExtenderListHoldsExtendersWithNewFirmware) {
   test::sql(kProbeDbPath, R"(INSERT INTO Device (DevType, ALMac, HostName, Alive, nNotAlive, ExtraInfo) VALUES)"
                           R"( ('L2Device','aa:00:00:00:00:03',NULL,1,0,'{"Newfirmware":1}'),)"

@@ -156,6 +156,13 @@ TEST_F(UciStore, RefusesChangesThatCannotLand) {
   EXPECT_EQ(stage(dirs_, Command::kListDelete, path, "x"), kErrInval);
   EXPECT_EQ(stage(dirs_, Command::kListAdd, path, "x"), kErrInval);
   EXPECT_FALSE(staged());
+  // A change that cannot be written down is an error, not a change made.
+  mkdir(dirs_.save.c_str(), 0755);
+  ASSERT_EQ(mount(dirs_.save.c_str(), dirs_.save.c_str(), nullptr, MS_BIND, nullptr), 0);
+  ASSERT_EQ(mount(nullptr, dirs_.save.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
+  EXPECT_EQ(set("wireless.wifi0.channel", "1"), kErrIo);
+  ASSERT_EQ(umount(dirs_.save.c_str()), 0);
+  EXPECT_EQ(get("wireless.wifi0.channel"), "auto");
   // A section the index does not reach has no changes to revert.
   ASSERT_EQ(parse_path("wireless.@wifi-iface[9]", path), kOk);
   EXPECT_EQ(revert(dirs_, path), kOk);
