@@ -27,7 +27,7 @@ if [ ! -f "$sysroot/.unpacked" ]; then
 fi
 
 units=(platform_tests core_tests request_tests info_tests diag_tests control_tests firmware_tests wifi_tests
-       quicksetup_tests tools_tests)
+       quicksetup_tests)
 export PKG_CONFIG_LIBDIR=$sysroot/usr/lib/$triplet/pkgconfig PKG_CONFIG_SYSROOT_DIR=$sysroot
 build "$dir" -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/cross.cmake" -DPEMO_CROSS_TRIPLET=$triplet \
   -DPEMO_CROSS_SYSROOT="$sysroot" -DPEMO_CROSS_QEMU="$(command -v $qemu)" -DCMAKE_BUILD_TYPE=Release \
