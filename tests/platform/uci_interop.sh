@@ -70,6 +70,8 @@ scenario() {
   reorder) printf '%s\n' "reorder p.@iface[1]=0" "reorder p.main=9" "reorder p.other=1" ;;
   revert) printf '%s\n' "set p.main.opt=1" "set p.@iface[0].ssid=2" "add_list p.main.l=3" \
             "revert p.main.opt" "revert p.@iface[0]" ;;
+  refused) printf '%s\n' "set p.nosuch.x=1" "set p.@iface[9].ssid=x" "set p.s=bad type" "set q.s.o=x" \
+             "add_list p.nosuch.l=x" "del_list p.nosuch.l=x" "set p.main.x=1" ;;
   values) printf '%s\n' "set p.main.tab=a	b" "set p.main.eq=a=b=c" "set p.main.bs=back\\slash" \
             "set p.main.nl=one<LF>two" "set p.main.q='\"'" ;;
   esac
@@ -96,7 +98,7 @@ transcript() {
     "$stager" -c "$dir/config" -t "$dir/save" batch >"$dir/batch" 2>&1 && status=0 || status=$?
   grep -v '^$' "$dir/batch" || true; echo "[batch] $status"
   r="$reader -c $dir/config -t $dir/save"
-  for args in "show p" "-X show p" "changes p" "export p" "get p.@iface[0].ssid" "get p.main.l"; do
+  for args in "show p" "-X show p" "changes p" "export p" "get p.@iface[0].ssid" "get p.@iface[-1].ssid" "get p.@iface[-2].ssid" "get p.@iface[2].ssid" "get p.main.l"; do
     echo "== $args"; $r $args 2>&1 || echo "status $?"
   done
   $r commit p; echo "== committed $?"; cat "$dir/config/p"
@@ -146,7 +148,7 @@ parsed "$real" | sed 's|^[^ ]*/uci: |uci: |; s|, byte [0-9]*$||' >"$work/parsed.
 parsed "$ours" >"$work/parsed.got"
 diff -au "$work/parsed.expected" "$work/parsed.got" || { echo "FAIL: packages and changes read, ours against the platform tool"; failed=1; }
 
-for name in set add lists delete rename reorder revert values; do
+for name in set add lists delete rename reorder revert refused values; do
   transcript "$work/platform/uci" "$work/platform/uci" "$name" | sed "s|$work/[^ ]*/||g" >"$work/expected"
   for pair in "ours ours" "ours platform" "platform ours"; do
     set -- $pair

@@ -95,9 +95,6 @@ TEST_F(UciStore, StagedChangesAreSeenAtOnceAndWrittenByCommit) {
   ASSERT_EQ(stage(dirs_, Command::kDelete, path, ""), kOk);
 
   EXPECT_EQ(get("wireless.@wifi-iface[1].ssid"), "new 'one'");
-  EXPECT_EQ(get("wireless.@wifi-iface[-1].ssid"), "Guest");  // indices count from either end
-  EXPECT_EQ(get("wireless.@wifi-iface[-4].ssid"), "first");
-  EXPECT_EQ(get("wireless.@wifi-iface[4].ssid"), "<missing>");
   EXPECT_EQ(get("wireless.wifi0.channel"), "<missing>");
   EXPECT_EQ(read_file(dirs_.config + "/wireless"), before);
   EXPECT_TRUE(staged());
@@ -140,21 +137,16 @@ TEST_F(UciStore, AScopeReadsEachPackageOnceAndSeesItsOwnWrites) {
   EXPECT_EQ(get("wireless.wifi0.channel"), "13");
 }
 
+// Refusals the platform's tool shares are compared with it (uci_interop.sh);
+// these are the agent's own.
 TEST_F(UciStore, RefusesChangesThatCannotLand) {
-  EXPECT_EQ(set("wireless.nosuch.ssid", "x"), kErrInval);
-  EXPECT_EQ(set("wireless.@wifi-iface[9].ssid", "x"), kErrInval);
-  EXPECT_EQ(set("missing.s.o", "x"), kErrNotFound);
   EXPECT_EQ(stage_changes(dirs_, "missing", {Change{Command::kSet, "s", "o", "x"}}), kErrNotFound);
-  EXPECT_EQ(set("wireless.s", "bad type"), kErrInval);
   EXPECT_EQ(set("wireless.wifi0.channel", std::string("a\0b", 3)), kErrInval);
   EXPECT_EQ(set("wireless.wifi0.channel", "a\x01"), kErrInval);
   Path path;
   ASSERT_EQ(parse_path("wireless.@wifi-iface[0]", path), kOk);
   EXPECT_EQ(stage(dirs_, Command::kRename, path, "wifi0"), kErrDuplicate);
   EXPECT_EQ(stage(dirs_, Command::kRename, path, "bad name"), kErrInval);
-  ASSERT_EQ(parse_path("wireless.nosuch.list", path), kOk);
-  EXPECT_EQ(stage(dirs_, Command::kListDelete, path, "x"), kErrInval);
-  EXPECT_EQ(stage(dirs_, Command::kListAdd, path, "x"), kErrInval);
   EXPECT_FALSE(staged());
   // A change that cannot be written down is an error, not a change made.
   mkdir(dirs_.save.c_str(), 0755);
