@@ -33,19 +33,6 @@ TEST_F(QuickSetup, WifiActionStopsTheWpsWatchers) {
   EXPECT_EQ(runner_.commands(), stops);
 }
 
-TEST_F(QuickSetup, StaticAndDhcpSettings) {
-  tovi(R"({"Wan":{"Static":{"StaticIP":"100.64.9.9","Netmask":"255.255.255.0","Dns":"8.8.8.8,1.1.1.1"}}})", true);
-  EXPECT_EQ(option("network.wan.proto"), "static");
-  EXPECT_EQ(option("network.wan.ipaddr"), "100.64.9.9");
-  EXPECT_EQ(option("network.wan.dns1"), "USER,8.8.8.8,1.1.1.1");
-  // A DNS list with no room in its 64-byte area is refused, not cut.
-  EXPECT_EQ(tovi(R"({"Wan":{"Static":{"Dns":")" + std::string(59, '9') + R"("}}})", true), "<-21>");
-  EXPECT_EQ(option("network.wan.dns1"), "USER,8.8.8.8,1.1.1.1");
-  tovi(R"({"Wan":{"WanType":"DHCP"}})", true);
-  EXPECT_EQ(option("network.wan.proto"), "dhcp");
-  EXPECT_EQ(runner_.commands().back(), "echo 'static' > /tmp/old_wan_proto");
-}
-
 TEST_F(QuickSetup, CredentialsAreStoredExactly) {
   const std::string account = R"(user'; reboot; $(id) `id` \"q\")";
   const std::string password = "p@ss word|&&;\\n";
