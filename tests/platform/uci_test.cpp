@@ -155,6 +155,17 @@ TEST_F(UciStore, RefusesChangesThatCannotLand) {
   EXPECT_EQ(set("wireless.wifi0.channel", "1"), kErrIo);
   ASSERT_EQ(umount(dirs_.save.c_str()), 0);
   EXPECT_EQ(get("wireless.wifi0.channel"), "auto");
+  // So is a commit whose new file cannot be made (no inode left for it): the
+  // change stays staged.
+  const std::string package = read_file(dirs_.config + "/wireless");
+  ASSERT_EQ(mount("tmpfs", dirs_.config.c_str(), "tmpfs", 0, "nr_inodes=2"), 0);
+  write_file(dirs_.config + "/wireless", package);
+  ASSERT_EQ(set("wireless.wifi0.channel", "1"), kOk);
+  EXPECT_EQ(commit(dirs_, "wireless"), kErrIo);
+  EXPECT_EQ(read_file(dirs_.config + "/wireless"), package);
+  ASSERT_EQ(umount(dirs_.config.c_str()), 0);
+  EXPECT_TRUE(staged());
+  std::filesystem::remove(dirs_.save + "/wireless");
   // A section the index does not reach has no changes to revert.
   ASSERT_EQ(parse_path("wireless.@wifi-iface[9]", path), kOk);
   EXPECT_EQ(revert(dirs_, path), kOk);
