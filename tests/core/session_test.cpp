@@ -115,6 +115,15 @@ TEST_F(Session, LargestPayloadIsAcceptedAndTheConnectionStays) {
   EXPECT_EQ(peer.reply(), status(1, 2, kUnserved));
 }
 
+// A Wi-Fi change is answered "{}", and the agent closes to restart Wi-Fi.
+TEST_F(Session, AWifiSetIsAnsweredEmptyThenTheAgentCloses) {
+  test::seed_gateway_config();
+  Peer peer;
+  peer.request(kTypeParamSet, R"({"Device":{"WiFi":{"SSID":{"i1":{"SSID":"x"}}}}})");
+  EXPECT_EQ(peer.reply(), "1/8: {}");
+  EXPECT_TRUE(peer.closed_by_agent());
+}
+
 // A 300-byte request cut at every offset. The header is read with one receive, so
 // a cut header is judged with zeros for its missing bytes; a cut payload is a
 // receive error; either way the agent ends the connection and nothing else.
